@@ -1,0 +1,14 @@
+// Java options as the store client takes them.
+#pragma once
+
+#include <jni.h>
+
+#include "contract/types.h"
+
+namespace KORA::DistributedKv {
+
+// Reads the getters of a Java Options object. False, after a line in the log, when one of them can't be read;
+// a security level that can't be read counts as none.
+bool GetOptions(JNIEnv* env, jobject javaOptions, Options& options);
+
+}  // namespace KORA::DistributedKv
