@@ -72,6 +72,7 @@ size_t WriteHead(char* out, size_t size, int priority, const char* tag) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" int __android_log_print(int priority, const char* tag, const char* format, ...) {
   const int level = g_level.load(std::memory_order_relaxed);
   if (priority < level || (level == kLevelUnknown && priority < Level())) return 0;

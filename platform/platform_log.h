@@ -13,7 +13,7 @@ extern "C" {
 // Writes one line to the log; any thread may call. `format` and its arguments are those of printf. Returns a
 // positive number when the line was written, 0 when its level is off, a negative number when it could not be
 // written.
-int __android_log_print(int priority, const char* tag, const char* format,
-                        ...)  // NOLINT(bugprone-reserved-identifier)
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the platform's name
+int __android_log_print(int priority, const char* tag, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 }

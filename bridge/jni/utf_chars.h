@@ -19,6 +19,7 @@ class UtfChars {
       : env_(other.env_), string_(other.string_), chars_(std::exchange(other.chars_, nullptr)) {}
   UtfChars(const UtfChars&) = delete;
   UtfChars& operator=(const UtfChars&) = delete;
+  UtfChars& operator=(UtfChars&&) = delete;
   ~UtfChars() {
     if (chars_ != nullptr) env_->ReleaseStringUTFChars(string_, chars_);
   }

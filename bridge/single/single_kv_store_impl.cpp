@@ -495,6 +495,6 @@ jint RegisterSingleKvStoreInit(JNIEnv* env) {
 
 // The class goes to the virtual machine as it was found: a missing one fails there.
 extern "C" jint RegisterSingleKvStore(JNIEnv* env) {
-  using namespace KORA::DistributedKv;
-  return RegisterMethods(env, env->FindClass("kora/data/distributed/user/SingleKvStoreImpl"), kMethods);
+  return KORA::DistributedKv::RegisterMethods(
+      env, env->FindClass("kora/data/distributed/user/SingleKvStoreImpl"), KORA::DistributedKv::kMethods);
 }
