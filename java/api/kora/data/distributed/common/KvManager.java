@@ -1,0 +1,130 @@
+package kora.data.distributed.common;
+
+import java.util.List;
+import kora.data.distributed.device.DeviceChangeCallback;
+import kora.data.distributed.device.DeviceFilterStrategy;
+import kora.data.distributed.device.DeviceInfo;
+import kora.data.distributed.user.MultiKvStore;
+import kora.data.distributed.user.SingleKvStore;
+
+/** Opens, lists and deletes the stores of one application. */
+public interface KvManager extends AutoCloseable {
+  /**
+   * Opens a single store, which is created if it does not exist.
+   *
+   * @param storeId 1 to 128 of the characters A-Z a-z 0-9 . _ - and no dot at the beginning
+   * @return the store; the caller closes it, or closing this manager does
+   * @throws KvStoreException as {@link #openSingle(String, Options)}
+   */
+  default SingleKvStore openSingle(String storeId) {
+    return openSingle(storeId, Options.defaults());
+  }
+
+  /**
+   * Opens a single store.
+   *
+   * @param storeId 1 to 128 of the characters A-Z a-z 0-9 . _ - and no dot at the beginning
+   * @param options how to open it
+   * @return the store; the caller closes it, or closing this manager does
+   * @throws KvStoreException INVALID_ARGUMENT (also if it is a multi-version store), STORE_NOT_FOUND, NOT_SUPPORT,
+   *     SECURITY_LEVEL_ERROR, DB_ERROR (also if another process has it open), STORE_NOT_OPEN
+   */
+  SingleKvStore openSingle(String storeId, Options options);
+
+  /**
+   * Opens a multi-version store, which is created if it does not exist.
+   *
+   * @param storeId 1 to 128 of the characters A-Z a-z 0-9 . _ - and no dot at the beginning
+   * @return the store; the caller closes it, or closing this manager does
+   * @throws KvStoreException as {@link #openMulti(String, Options)}
+   */
+  default MultiKvStore openMulti(String storeId) {
+    return openMulti(storeId, Options.defaults());
+  }
+
+  /**
+   * Opens a multi-version store.
+   *
+   * @param storeId 1 to 128 of the characters A-Z a-z 0-9 . _ - and no dot at the beginning
+   * @param options how to open it
+   * @return the store; the caller closes it, or closing this manager does
+   * @throws KvStoreException as {@link #openSingle(String, Options)}
+   */
+  MultiKvStore openMulti(String storeId, Options options);
+
+  /**
+   * Deletes a store and all its data.
+   *
+   * @param storeId the name of the store, which must not be open
+   * @throws KvStoreException STORE_NOT_FOUND, INVALID_ARGUMENT, STORE_NOT_OPEN (this manager is closed), DB_ERROR;
+   *     DEFAULT_DB_ERROR if the store is open
+   */
+  void deleteStore(String storeId);
+
+  /**
+   * The names of all stores of the application.
+   *
+   * @return the identifiers, in a list that can't be changed
+   * @throws KvStoreException STORE_NOT_OPEN, DB_ERROR
+   */
+  List<String> storeIds();
+
+  /**
+   * This device.
+   *
+   * @return the device
+   * @throws KvStoreException NOT_SUPPORT, STORE_NOT_OPEN
+   */
+  DeviceInfo localDevice();
+
+  /**
+   * The other devices that can be reached now.
+   *
+   * @param strategy which of them
+   * @return the devices, in a list that can't be changed
+   * @throws KvStoreException NOT_SUPPORT, STORE_NOT_OPEN
+   */
+  List<DeviceInfo> devices(DeviceFilterStrategy strategy);
+
+  /**
+   * Has a listener told when devices come and go.
+   *
+   * @param listener the listener; it can be registered once
+   * @param strategy which devices
+   * @return ends the registration when closed
+   * @throws KvStoreException INVALID_ARGUMENT if it is registered already; NOT_SUPPORT, STORE_NOT_OPEN
+   */
+  Subscription registerDeviceListener(DeviceChangeCallback listener, DeviceFilterStrategy strategy);
+
+  /**
+   * Ends the registration of a listener.
+   *
+   * @param listener the same object as in {@link #registerDeviceListener}
+   * @throws KvStoreException INVALID_ARGUMENT if it is not registered; STORE_NOT_OPEN
+   */
+  void unregisterDeviceListener(DeviceChangeCallback listener);
+
+  /**
+   * Has a recipient told when the service behind the store client dies.
+   *
+   * @param recipient the recipient; it can be registered once
+   * @return ends the registration when closed
+   * @throws KvStoreException INVALID_ARGUMENT if it is registered already; STORE_NOT_OPEN
+   */
+  Subscription registerDeathRecipient(KvStoreServiceDeathRecipient recipient);
+
+  /**
+   * Ends the registration of a recipient.
+   *
+   * @param recipient the same object as in {@link #registerDeathRecipient}
+   * @throws KvStoreException INVALID_ARGUMENT if it is not registered; STORE_NOT_OPEN
+   */
+  void unregisterDeathRecipient(KvStoreServiceDeathRecipient recipient);
+
+  /**
+   * Closes the manager: its stores first, as {@link KvStore#close} describes it; registrations end. Other managers
+   * of the same application go on. Closing again does nothing.
+   */
+  @Override
+  void close();
+}

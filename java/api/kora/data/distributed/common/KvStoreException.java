@@ -1,0 +1,34 @@
+package kora.data.distributed.common;
+
+/** The one exception of this library: says by a code why an operation failed. */
+public class KvStoreException extends RuntimeException {
+  private static final long serialVersionUID = 1L;
+
+  /** Why the operation failed. */
+  private final KvStoreErrorCode errorCode;
+
+  /**
+   * Makes an exception.
+   *
+   * @param errorCode why the operation failed
+   * @param message what happened; when null or empty, the description of the code stands in for it
+   */
+  public KvStoreException(KvStoreErrorCode errorCode, String message) {
+    super(message == null || message.isEmpty() ? errorCode.getDescription() : message);
+    this.errorCode = errorCode;
+  }
+
+  /**
+   * Why the operation failed.
+   *
+   * @return the code, never null
+   */
+  public KvStoreErrorCode getErrorCode() {
+    return errorCode;
+  }
+
+  @Override
+  public String toString() {
+    return getClass().getName() + ": " + errorCode + ": " + getMessage();
+  }
+}

@@ -1,0 +1,117 @@
+package kora.data.distributed.common;
+
+/**
+ * A cursor over the entries of a single store, as they were when it was opened. It begins before the first entry.
+ * Several threads may use it, but share its one position.
+ */
+public interface KvStoreResultSet extends AutoCloseable {
+  /**
+   * The number of entries.
+   *
+   * @return the number
+   * @throws KvStoreException STORE_NOT_OPEN
+   */
+  int getCount();
+
+  /**
+   * The position.
+   *
+   * @return 0 for the first entry, -1 before it, {@link #getCount} after the last
+   * @throws KvStoreException STORE_NOT_OPEN
+   */
+  int getPosition();
+
+  /**
+   * Moves to the first entry.
+   *
+   * @return false if there is none
+   * @throws KvStoreException STORE_NOT_OPEN
+   */
+  boolean moveToFirst();
+
+  /**
+   * Moves to the last entry.
+   *
+   * @return false if there is none
+   * @throws KvStoreException STORE_NOT_OPEN
+   */
+  boolean moveToLast();
+
+  /**
+   * Moves to the next entry.
+   *
+   * @return false if there is none; the position is then after the last
+   * @throws KvStoreException STORE_NOT_OPEN
+   */
+  boolean moveToNext();
+
+  /**
+   * Moves to the previous entry.
+   *
+   * @return false if there is none; the position is then before the first
+   * @throws KvStoreException STORE_NOT_OPEN
+   */
+  boolean moveToPrevious();
+
+  /**
+   * Moves by a number of entries.
+   *
+   * @param offset how many; negative to move towards the beginning
+   * @return whether there is an entry at the new position
+   * @throws KvStoreException STORE_NOT_OPEN
+   */
+  boolean move(int offset);
+
+  /**
+   * Moves to a position.
+   *
+   * @param position 0 for the first entry
+   * @return whether there is an entry at the position
+   * @throws KvStoreException STORE_NOT_OPEN
+   */
+  boolean moveToPosition(int position);
+
+  /**
+   * Whether this is the first entry.
+   *
+   * @return whether it is
+   * @throws KvStoreException STORE_NOT_OPEN
+   */
+  boolean isFirst();
+
+  /**
+   * Whether this is the last entry.
+   *
+   * @return whether it is
+   * @throws KvStoreException STORE_NOT_OPEN
+   */
+  boolean isLast();
+
+  /**
+   * Whether the position is before the first entry.
+   *
+   * @return whether it is
+   * @throws KvStoreException STORE_NOT_OPEN
+   */
+  boolean isBeforeFirst();
+
+  /**
+   * Whether the position is after the last entry.
+   *
+   * @return whether it is
+   * @throws KvStoreException STORE_NOT_OPEN
+   */
+  boolean isAfterLast();
+
+  /**
+   * The entry at the position.
+   *
+   * @return the entry
+   * @throws KvStoreException STORE_NOT_OPEN; another code if there is no entry at the position
+   */
+  Entry getEntry();
+
+  /** Closes the result set, as closing its store does. Closing again does nothing. */
+  @Override
+  void close();
+}

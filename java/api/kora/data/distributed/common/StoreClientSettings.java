@@ -1,0 +1,110 @@
+package kora.data.distributed.common;
+
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.LinkedHashMap;
+import java.util.List;
+import java.util.Locale;
+import java.util.Map;
+import kora.data.distributed.internal.Arguments;
+
+/** Settings for the store client of this process. Immutable; what is not set keeps its default. */
+public final class StoreClientSettings {
+  private final Map<String, String> settings;
+
+  private StoreClientSettings(Map<String, String> settings) {
+    this.settings = Map.copyOf(settings);
+  }
+
+  /**
+   * Starts with nothing set.
+   *
+   * @return a builder, for one thread
+   */
+  public static Builder builder() {
+    return new Builder();
+  }
+
+  /** Names and values by turns, in UTF-8. */
+  byte[][] toBytes() {
+    List<byte[]> bytes = new ArrayList<>();
+    settings.forEach((name, value) -> {
+      bytes.add(name.getBytes(StandardCharsets.UTF_8));
+      bytes.add(value.getBytes(StandardCharsets.UTF_8));
+    });
+    return bytes.toArray(new byte[0][]);
+  }
+
+  /** Collects settings; for one thread. */
+  public static final class Builder {
+    private final Map<String, String> settings = new LinkedHashMap<>();
+
+    private Builder() {}
+
+    /**
+     * The folder that holds all stores; it is created with the first one. Default: the environment variable
+     * KORA_DATA_HOME, else kora-data in the user's data folder.
+     *
+     * @param folder the folder
+     * @return this builder
+     */
+    public Builder home(Path folder) {
+      return set("home", Arguments.notNull(folder, "home").toAbsolutePath().toString());
+    }
+
+    /**
+     * What a write survives once its call has returned. Default: {@link Durability#PROCESS}.
+     *
+     * @param durability the choice
+     * @return this builder
+     */
+    public Builder durability(Durability durability) {
+      return set("durability", Arguments.notNull(durability, "durability").name().toLowerCase(Locale.ROOT));
+    }
+
+    /**
+     * How much memory caches and write buffers of all stores take together. Default: 64 MiB.
+     *
+     * @param bytes the size in bytes, 8 MiB to 64 GiB
+     * @return this builder
+     */
+    public Builder memoryBudget(long bytes) {
+      return set("memory.budget", Long.toString(bytes));
+    }
+
+    /**
+     * The name by which other devices know this one.
+     *
+     * @param name the name
+     * @return this builder
+     */
+    public Builder deviceName(String name) {
+      return set("device.name", Arguments.notNull(name, "device name"));
+    }
+
+    /**
+     * What kind of device this is.
+     *
+     * @param type the type
+     * @return this builder
+     */
+    public Builder deviceType(String type) {
+      return set("device.type", Arguments.notNull(type, "device type"));
+    }
+
+    /**
+     * The settings made so far.
+     *
+     * @return the settings
+     */
+    public StoreClientSettings build() {
+      return new StoreClientSettings(settings);
+    }
+
+    private Builder set(String name, String value) {
+      settings.put(name, value);
+      return this;
+    }
+  }
+}

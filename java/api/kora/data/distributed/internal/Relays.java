@@ -1,0 +1,135 @@
+package kora.data.distributed.internal;
+
+import java.util.Collections;
+import java.util.IdentityHashMap;
+import java.util.List;
+import java.util.Map;
+import java.util.function.Consumer;
+import kora.data.distributed.common.KvStoreErrorCode;
+import kora.data.distributed.common.KvStoreException;
+import kora.data.distributed.common.KvStoreObserver;
+import kora.data.distributed.common.Subscription;
+
+/** The listeners of one store or manager, with the relay of each. */
+public final class Relays<L, R extends Relay<L>> {
+  private final Map<L, R> relays = Collections.synchronizedMap(new IdentityHashMap<>());
+  private final boolean endWithService;
+  private final KvStoreErrorCode whenPresent;
+  private final KvStoreErrorCode whenAbsent;
+
+  private Relays(boolean endWithService, KvStoreErrorCode whenPresent, KvStoreErrorCode whenAbsent) {
+    this.endWithService = endWithService;
+    this.whenPresent = whenPresent;
+    this.whenAbsent = whenAbsent;
+  }
+
+  /**
+   * For the observers of a store.
+   *
+   * @param endWithService whether native code forgets them when the service dies
+   */
+  public static Relays<KvStoreObserver, ObserverRelay> ofStore(boolean endWithService) {
+    return new Relays<>(
+        endWithService, KvStoreErrorCode.STORE_ALREADY_SUBSCRIBE, KvStoreErrorCode.STORE_NOT_SUBSCRIBE);
+  }
+
+  /**
+   * For the listeners of a manager.
+   *
+   * @param endWithService whether native code forgets them when the service dies
+   */
+  public static <L, R extends Relay<L>> Relays<L, R> ofManager(boolean endWithService) {
+    return new Relays<>(endWithService, KvStoreErrorCode.INVALID_ARGUMENT, KvStoreErrorCode.INVALID_ARGUMENT);
+  }
+
+  /**
+   * Registers a listener.
+   *
+   * @param relay made for the listener
+   * @param register makes the relay known to native code
+   * @param unregister takes that back, when the answer is closed
+   */
+  public Subscription add(L listener, R relay, Consumer<R> register, Consumer<R> unregister) {
+    forgetEnded();
+    if (relays.putIfAbsent(listener, relay) != null) {
+      throw new KvStoreException(whenPresent, "This listener is registered already.");
+    }
+    try {
+      // Whoever unregisters a relay waits until it is registered.
+      synchronized (relay) {
+        register.accept(relay);
+      }
+    } catch (Throwable failure) {
+      relays.remove(listener, relay);
+      relay.cut();
+      throw failure;
+    }
+    return () -> {
+      if (relays.remove(listener, relay)) {
+        unregisterIfOpen(relay, unregister);
+      }
+    };
+  }
+
+  /**
+   * Ends the registration of a listener.
+   *
+   * @param unregister takes the relay back from native code
+   */
+  public void remove(L listener, Consumer<R> unregister) {
+    forgetEnded();
+    R relay = relays.remove(listener);
+    if (relay == null) {
+      throw new KvStoreException(whenAbsent, "This listener is not registered.");
+    }
+    unregister(relay, unregister);
+  }
+
+  /** Cuts all links; native code drops its side when the store closes. */
+  public void cutAll() {
+    takeAll().forEach(Relay::cut);
+  }
+
+  /** Ends all registrations. */
+  public void removeAll(Consumer<R> unregister) {
+    forgetEnded();
+    for (R relay : takeAll()) {
+      try {
+        unregister(relay, unregister);
+      } catch (KvStoreException refused) {
+        // The link is cut, which is all that the listener can notice.
+      }
+    }
+  }
+
+  private List<R> takeAll() {
+    synchronized (relays) {
+      List<R> all = List.copyOf(relays.values());
+      relays.clear();
+      return all;
+    }
+  }
+
+  private void unregister(R relay, Consumer<R> unregister) {
+    relay.cut();
+    synchronized (relay) {
+      unregister.accept(relay);
+    }
+  }
+
+  private void unregisterIfOpen(R relay, Consumer<R> unregister) {
+    try {
+      unregister(relay, unregister);
+    } catch (KvStoreException refused) {
+      if (refused.getErrorCode() != KvStoreErrorCode.STORE_NOT_OPEN) {
+        throw refused;
+      }
+    }
+  }
+
+  private void forgetEnded() {
+    if (endWithService) {
+      relays.values().removeIf(Relay::isFromEarlierService);
+    }
+  }
+}

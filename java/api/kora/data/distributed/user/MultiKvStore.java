@@ -1,0 +1,43 @@
+package kora.data.distributed.user;
+
+import kora.data.distributed.common.KvStore;
+import kora.data.distributed.common.KvStoreException;
+import kora.data.distributed.common.KvStoreObserver;
+import kora.data.distributed.common.KvWriter;
+import kora.data.distributed.common.Subscription;
+
+/** A store that is read through snapshots. */
+public interface MultiKvStore extends KvStore, KvWriter {
+  /**
+   * Removes all entries.
+   *
+   * @throws KvStoreException STORE_NOT_OPEN, DB_ERROR
+   */
+  void clear();
+
+  /**
+   * The store as it is now, to read from.
+   *
+   * @return the snapshot; the caller closes it
+   * @throws KvStoreException NOT_SUPPORT, STORE_NOT_OPEN, DB_ERROR
+   */
+  KvStoreSnapshot snapshot();
+
+  /**
+   * Has an observer told of all changes, local and remote, each with a snapshot taken right after it. The
+   * subscription keeps this store open until it is closed.
+   *
+   * @param observer the observer
+   * @return ends the subscription when closed
+   * @throws KvStoreException STORE_ALREADY_SUBSCRIBE, NOT_SUPPORT, STORE_NOT_OPEN
+   */
+  Subscription subscribe(KvStoreObserver observer);
+
+  /**
+   * Ends an observer's subscription.
+   *
+   * @param observer the same object as in {@link #subscribe}
+   * @throws KvStoreException STORE_NOT_SUBSCRIBE, STORE_NOT_OPEN
+   */
+  void unsubscribe(KvStoreObserver observer);
+}

@@ -1,0 +1,146 @@
+package kora.data.distributed.user;
+
+import java.time.Duration;
+import java.util.Collection;
+import java.util.List;
+import java.util.Map;
+import java.util.concurrent.CompletableFuture;
+import kora.data.distributed.common.Entry;
+import kora.data.distributed.common.KvReader;
+import kora.data.distributed.common.KvStore;
+import kora.data.distributed.common.KvStoreException;
+import kora.data.distributed.common.KvStoreObserver;
+import kora.data.distributed.common.KvStoreResultSet;
+import kora.data.distributed.common.KvWriter;
+import kora.data.distributed.common.SecurityLevel;
+import kora.data.distributed.common.SubscribeType;
+import kora.data.distributed.common.Subscription;
+import kora.data.distributed.common.SyncMode;
+
+/** A store with one value for each key. */
+public interface SingleKvStore extends KvStore, KvReader, KvWriter {
+  /**
+   * Has an observer told of changes. The subscription keeps this store open until it is closed.
+   *
+   * @param type which changes
+   * @param observer the observer
+   * @return ends the subscription when closed
+   * @throws KvStoreException STORE_ALREADY_SUBSCRIBE, STORE_NOT_OPEN
+   */
+  Subscription subscribe(SubscribeType type, KvStoreObserver observer);
+
+  /**
+   * Ends an observer's subscription.
+   *
+   * @param observer the same object as in {@link #subscribe}
+   * @throws KvStoreException STORE_NOT_SUBSCRIBE, STORE_NOT_OPEN
+   */
+  void unsubscribe(KvStoreObserver observer);
+
+  /**
+   * All entries that match a query.
+   *
+   * @param query the query text
+   * @return the entries, in a list that can't be changed
+   * @throws KvStoreException NOT_SUPPORT, INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
+   */
+  List<Entry> getEntriesWithQuery(String query);
+
+  /**
+   * The number of entries that match a query.
+   *
+   * @param query the query text
+   * @return the number
+   * @throws KvStoreException NOT_SUPPORT, INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
+   */
+  int getCountWithQuery(String query);
+
+  /**
+   * A cursor over all entries whose keys begin with a prefix.
+   *
+   * @param prefix the beginning of the keys; empty for all entries
+   * @return the result set; the caller closes it
+   * @throws KvStoreException NOT_SUPPORT, STORE_NOT_OPEN, DB_ERROR
+   */
+  KvStoreResultSet getResultSet(String prefix);
+
+  /**
+   * A cursor over all entries that match a query.
+   *
+   * @param query the query text
+   * @return the result set; the caller closes it
+   * @throws KvStoreException NOT_SUPPORT, INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
+   */
+  KvStoreResultSet getResultSetWithQuery(String query);
+
+  /**
+   * Synchronises with other devices, with no delay and a time-out of one minute.
+   *
+   * @param deviceIds the identifiers of the devices, at least one
+   * @param mode the direction
+   * @return as {@link #sync(Collection, SyncMode, Duration, Duration)}
+   * @throws KvStoreException NOT_SUPPORT, INVALID_ARGUMENT, STORE_NOT_OPEN
+   */
+  default CompletableFuture<Map<String, Boolean>> sync(Collection<String> deviceIds, SyncMode mode) {
+    return sync(deviceIds, mode, Duration.ZERO, Duration.ofMinutes(1));
+  }
+
+  /**
+   * Synchronises with other devices.
+   *
+   * <p>The future completes in any case: with the outcome, or exceptionally with a {@link
+   * java.util.concurrent.TimeoutException}, also when the store client could not begin, or with a {@link
+   * KvStoreException} when the store is closed first. It completes on a callback thread, so actions that take long
+   * should follow with the {@code Async} methods of the future.
+   *
+   * @param deviceIds the identifiers of the devices, at least one
+   * @param mode the direction
+   * @param delay how long the store client may wait to put synchronisations together, in whole milliseconds
+   * @param timeout how long to wait for the outcome
+   * @return for each device whether it succeeded
+   * @throws KvStoreException NOT_SUPPORT, INVALID_ARGUMENT, STORE_NOT_OPEN
+   */
+  CompletableFuture<Map<String, Boolean>> sync(
+      Collection<String> deviceIds, SyncMode mode, Duration delay, Duration timeout);
+
+  /**
+   * Sets how long changes may wait to be synchronised.
+   *
+   * @param allowedDelay in whole milliseconds
+   * @throws KvStoreException NOT_SUPPORT, INVALID_ARGUMENT, STORE_NOT_OPEN
+   */
+  void setAllowedSyncDelay(Duration allowedDelay);
+
+  /**
+   * Removes the records that came from a device; the device itself keeps them.
+   *
+   * @param deviceId the identifier of the device
+   * @throws KvStoreException NOT_SUPPORT, INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
+   */
+  void removeDeviceData(String deviceId);
+
+  /**
+   * Turns the capability on or off by which devices choose their partners.
+   *
+   * @param enabled whether it is on
+   * @throws KvStoreException DEFAULT_DB_ERROR if the store client refuses; STORE_NOT_OPEN
+   */
+  void setCapabilityEnabled(boolean enabled);
+
+  /**
+   * Sets the labels by which devices choose their partners.
+   *
+   * @param localLabels the labels of this device; none must be null or empty
+   * @param remoteLabels the labels of possible partners; none must be null or empty
+   * @throws KvStoreException DEFAULT_DB_ERROR if the store client refuses; INVALID_ARGUMENT, STORE_NOT_OPEN
+   */
+  void setCapabilityRange(Collection<String> localLabels, Collection<String> remoteLabels);
+
+  /**
+   * The security level that the store was created with.
+   *
+   * @return the level
+   * @throws KvStoreException STORE_NOT_OPEN, DB_ERROR
+   */
+  SecurityLevel getSecurityLevel();
+}
