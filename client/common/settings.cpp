@@ -1,0 +1,205 @@
+#include "common/settings.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <array>
+#include <charconv>
+#include <cstdlib>
+#include <vector>
+
+#include "common/files.h"
+
+namespace KORA::DistributedKv::Client {
+
+namespace {
+
+constexpr uint64_t kMinMemoryBudget = uint64_t{8} << 20;
+constexpr uint64_t kMaxMemoryBudget = uint64_t{64} << 30;
+constexpr size_t kMaxDeviceText = 128;
+
+bool TakeHome(std::string_view value, Settings& settings) {
+  if (value.empty() || value.find('\0') != std::string_view::npos) return false;
+  std::error_code error;
+  settings.home = std::filesystem::absolute(value, error).lexically_normal();
+  return !error;
+}
+
+bool TakeDurability(std::string_view value, Settings& settings) {
+  settings.durability = value == "power" ? Durability::kPower : Durability::kProcess;
+  return value == "power" || value == "process";
+}
+
+bool TakeMemoryBudget(std::string_view value, Settings& settings) {
+  const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), settings.memoryBudget);
+  return error == std::errc() && end == value.data() + value.size() &&
+         settings.memoryBudget >= kMinMemoryBudget && settings.memoryBudget <= kMaxMemoryBudget;
+}
+
+bool TakeDeviceText(std::string_view value, std::string& text) {
+  text = value;
+  return !value.empty() && value.size() <= kMaxDeviceText;
+}
+
+bool TakeDeviceName(std::string_view value, Settings& settings) {
+  return TakeDeviceText(value, settings.deviceName);
+}
+
+bool TakeDeviceType(std::string_view value, Settings& settings) {
+  return TakeDeviceText(value, settings.deviceType);
+}
+
+struct Setting {
+  const char* name;
+  const char* variable;  // null: not in the environment
+  const char* allowed;
+  bool (*take)(std::string_view value, Settings& settings);
+};
+constexpr std::array<Setting, 5> kSettings = {{
+    {"home", "KORA_DATA_HOME", "a folder", TakeHome},
+    {"durability", "KORA_DATA_DURABILITY", "process or power", TakeDurability},
+    {"memory.budget", "KORA_DATA_MEMORY_BUDGET",
+     "a number of bytes from 8388608 (8 MiB) to 68719476736 (64 GiB)", TakeMemoryBudget},
+    {"device.name", nullptr, "1 to 128 bytes", TakeDeviceName},
+    {"device.type", nullptr, "1 to 128 bytes", TakeDeviceType},
+}};
+
+const Setting* FindSetting(std::string_view name) {
+  for (const Setting& setting : kSettings) {
+    if (name == setting.name) return &setting;
+  }
+  return nullptr;
+}
+
+// Foreign text on its way into a message: whatever is not printable ASCII becomes \xNN, and what is long is
+// cut.
+std::string Quote(std::string_view text) {
+  constexpr size_t kMaxShown = 200;
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string quoted = "'";
+  for (const char character : text.substr(0, kMaxShown)) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (byte >= ' ' && byte <= '~') {
+      quoted += character;
+    } else {
+      quoted.append({'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]});
+    }
+  }
+  return quoted + (text.size() > kMaxShown ? "...'" : "'");
+}
+
+std::string NamesOfSettings() {
+  std::string names;
+  for (const Setting& setting : kSettings) names += (names.empty() ? "" : ", ") + std::string(setting.name);
+  return names;
+}
+
+// Each returns what is wrong, or an empty text.
+std::string Take(const Setting& setting, const std::string& called, const std::string& value,
+                 Settings& settings) {
+  if (setting.take(value, settings)) return {};
+  return called + ": " + Quote(value) + " is not allowed; allowed is " + setting.allowed;
+}
+
+std::string TakeProperties(const Properties& properties, Settings& settings) {
+  for (const auto& [name, value] : properties) {
+    const Setting* setting = FindSetting(name);
+    if (setting == nullptr) return Quote(name) + " is not a setting; settings are " + NamesOfSettings();
+    if (std::string error = Take(*setting, setting->name, value, settings); !error.empty()) return error;
+  }
+  return {};
+}
+
+std::string TakeFile(const std::string& name, Settings& settings) {
+  const std::string called = "KORA_DATA_CONFIG: " + Quote(name);
+  std::string text;
+  if (const std::error_code error = ReadFile(name, text)) return called + ": " + error.message();
+  Properties properties;
+  if (const int line = ParseProperties(text, properties); line != 0) {
+    return called + ": line " + std::to_string(line) + " is not of the form name=value";
+  }
+  const std::string error = TakeProperties(properties, settings);
+  return error.empty() ? error : called + ": " + error;
+}
+
+std::string TakeEnvironment(const Environment& environment, Settings& settings) {
+  for (const Setting& setting : kSettings) {
+    const char* value = setting.variable == nullptr ? nullptr : environment(setting.variable);
+    if (value == nullptr) continue;
+    if (std::string error = Take(setting, setting.variable, value, settings); !error.empty()) return error;
+  }
+  return {};
+}
+
+// The folder of the user, also where a service was started without HOME.
+std::filesystem::path UserFolder(const Environment& environment) {
+  if (const char* home = environment("HOME"); home != nullptr && *home == '/') return home;
+  passwd entry{};
+  passwd* found = nullptr;
+  std::vector<char> text(16 * 1024);
+  getpwuid_r(getuid(), &entry, text.data(), text.size(), &found);
+  return found == nullptr ? "" : found->pw_dir;
+}
+
+// XDG Base Directory Specification: a relative path there does not count.
+std::filesystem::path DefaultHome(const Environment& environment) {
+  constexpr const char* kFolder = "kora-data";
+  if (const char* data = environment("XDG_DATA_HOME"); data != nullptr && *data == '/') {
+    return std::filesystem::path(data) / kFolder;
+  }
+  const std::filesystem::path user = UserFolder(environment);
+  return user.empty() ? user : user / ".local/share" / kFolder;
+}
+
+std::string HostName() {
+  std::array<char, 256> name{};
+  gethostname(name.data(), name.size() - 1);
+  return name[0] == '\0' ? "unknown" : std::string(name.data()).substr(0, kMaxDeviceText);
+}
+
+std::string Resolve(const Properties& configured, const Environment& environment, Settings& settings) {
+  settings.deviceName = HostName();
+  const char* file = environment("KORA_DATA_CONFIG");
+  std::string error = file == nullptr ? "" : TakeFile(file, settings);
+  if (error.empty()) error = TakeEnvironment(environment, settings);
+  if (error.empty()) error = TakeProperties(configured, settings);
+  if (error.empty() && settings.home.empty()) settings.home = DefaultHome(environment);
+  if (error.empty() && settings.home.empty()) error = "home: not set, and this user has no home folder";
+  return error;
+}
+
+}  // namespace
+
+ResolvedSettings ResolveSettings(const Properties& configured, const Environment& environment) {
+  Settings settings;
+  std::string error = Resolve(configured, environment, settings);
+  if (!error.empty()) return {std::nullopt, std::move(error)};
+  return {std::move(settings), {}};
+}
+
+Configuration& Configuration::Instance() {
+  static auto& instance = *new Configuration();  // in use until the process has ended
+  return instance;
+}
+
+std::string Configuration::Configure(const Properties& values) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (settled_) return "the client is in use already; configure it before the first manager is created";
+  Settings ignored;
+  if (std::string error = TakeProperties(values, ignored); !error.empty()) return error;
+  Properties merged = values;
+  merged.merge(configured_);
+  configured_ = std::move(merged);
+  return {};
+}
+
+const ResolvedSettings& Configuration::Settle() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (!settled_) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here writes the environment
+    settled_ = ResolveSettings(configured_, [](const char* name) { return std::getenv(name); });
+  }
+  return *settled_;
+}
+
+}  // namespace KORA::DistributedKv::Client

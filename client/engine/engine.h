@@ -1,0 +1,99 @@
+// The local engine as the client sees it: ordered bytes by key, kept on disk. The one place to look at when
+// another engine is to be tried.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "contract/status.h"
+
+namespace KORA::DistributedKv::Client {
+
+// Bytes that somebody else owns.
+using Bytes = std::string_view;
+
+// A failure of the engine is DB_ERROR, with one line in the log that carries the engine's text.
+
+// Walks entries in the order of their key bytes, over the state at the cursor's creation. One thread at a
+// time. What Key and Value answer holds until the next move.
+class Cursor {
+ public:
+  Cursor() = default;
+  Cursor(const Cursor&) = delete;
+  Cursor& operator=(const Cursor&) = delete;
+  virtual ~Cursor() = default;
+
+  virtual bool Valid() const = 0;
+  virtual void Next() = 0;
+  virtual Bytes Key() const = 0;
+  virtual Bytes Value() const = 0;
+  // Why the cursor is not valid any more: SUCCESS at the end of the entries, else DB_ERROR.
+  virtual Status Result() const = 0;
+};
+
+// What can be read.
+class View {
+ public:
+  using Visitor = std::function<void(Bytes value)>;
+
+  View() = default;
+  View(const View&) = delete;
+  View& operator=(const View&) = delete;
+  virtual ~View() = default;
+
+  // Shows `visit` the value in place, if there is one; else KEY_NOT_FOUND.
+  virtual Status Get(Bytes key, const Visitor& visit) const = 0;
+  // A cursor at the first of the entries whose keys begin with `prefix`.
+  virtual std::unique_ptr<Cursor> Entries(Bytes prefix) const = 0;
+};
+
+// Writes that take effect together or not at all. The last write of a key wins. One thread at a time.
+class Batch {
+ public:
+  Batch() = default;
+  Batch(const Batch&) = delete;
+  Batch& operator=(const Batch&) = delete;
+  virtual ~Batch() = default;
+
+  // The value is `head` followed by `body`.
+  virtual void Put(Bytes key, Bytes head, Bytes body) = 0;
+  virtual void Delete(Bytes key) = 0;
+  // The batch survives: what has failed may be tried again.
+  virtual Status Commit() = 0;
+};
+
+// A batch that can be looked into. As a view it shows the engine as if the batch were written.
+class IndexedBatch : public Batch, public View {
+ public:
+  // No value: the key is deleted.
+  using ChangeVisitor = std::function<void(Bytes key, const std::optional<Bytes>& value)>;
+
+  // Shows the last write of each key that begins with `prefix`, in the order of the key bytes.
+  virtual void Changes(Bytes prefix, const ChangeVisitor& visit) const = 0;
+};
+
+// An open database; its end closes it. Any thread may call. Batches and cursors end before their engine.
+class Engine : public View {
+ public:
+  virtual std::unique_ptr<Batch> NewBatch() = 0;
+  virtual std::unique_ptr<IndexedBatch> NewIndexedBatch() = 0;
+  // Deletes all entries whose keys begin with `prefix`, at a cost that does not depend on their number.
+  virtual Status DeleteAll(Bytes prefix) = 0;
+  // Makes what was committed outlast the loss of power.
+  virtual Status Sync() = 0;
+};
+
+struct EngineOptions {
+  std::filesystem::path folder;
+  bool syncCommits = false;   // whether each commit waits for the disk
+  uint64_t memoryBudget = 0;  // bytes for all engines of the process; the first one's holds
+};
+
+// Opens or creates the database in a folder that is there. Empty on failure.
+std::unique_ptr<Engine> OpenEngine(const EngineOptions& options);
+
+}  // namespace KORA::DistributedKv::Client

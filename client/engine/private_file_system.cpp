@@ -1,0 +1,46 @@
+#include "engine/private_file_system.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace KORA::DistributedKv::Client {
+
+namespace {
+
+// The folder around the file keeps others out until the mode is set.
+rocksdb::IOStatus MakePrivate(const std::string& name, rocksdb::IOStatus created) {
+  if (!created.ok() || chmod(name.c_str(), S_IRUSR | S_IWUSR) == 0) return created;
+  return rocksdb::IOStatus::IOError("chmod " + name, std::generic_category().message(errno));
+}
+
+}  // namespace
+
+rocksdb::IOStatus PrivateFileSystem::NewWritableFile(const std::string& name,
+                                                     const rocksdb::FileOptions& options,
+                                                     std::unique_ptr<rocksdb::FSWritableFile>* file,
+                                                     rocksdb::IODebugContext* debug) {
+  return MakePrivate(name, FileSystemWrapper::NewWritableFile(name, options, file, debug));
+}
+
+rocksdb::IOStatus PrivateFileSystem::ReopenWritableFile(const std::string& name,
+                                                        const rocksdb::FileOptions& options,
+                                                        std::unique_ptr<rocksdb::FSWritableFile>* file,
+                                                        rocksdb::IODebugContext* debug) {
+  return MakePrivate(name, FileSystemWrapper::ReopenWritableFile(name, options, file, debug));
+}
+
+rocksdb::IOStatus PrivateFileSystem::NewRandomRWFile(const std::string& name,
+                                                     const rocksdb::FileOptions& options,
+                                                     std::unique_ptr<rocksdb::FSRandomRWFile>* file,
+                                                     rocksdb::IODebugContext* debug) {
+  return MakePrivate(name, FileSystemWrapper::NewRandomRWFile(name, options, file, debug));
+}
+
+rocksdb::IOStatus PrivateFileSystem::LockFile(const std::string& name, const rocksdb::IOOptions& options,
+                                              rocksdb::FileLock** lock, rocksdb::IODebugContext* debug) {
+  return MakePrivate(name, FileSystemWrapper::LockFile(name, options, lock, debug));
+}
+
+}  // namespace KORA::DistributedKv::Client

@@ -1,0 +1,254 @@
+#include <rocksdb/cache.h>
+#include <rocksdb/db.h>
+#include <rocksdb/env.h>
+#include <rocksdb/filter_policy.h>
+#include <rocksdb/options.h>
+#include <rocksdb/table.h>
+#include <rocksdb/utilities/write_batch_with_index.h>
+#include <rocksdb/write_batch.h>
+#include <rocksdb/write_buffer_manager.h>
+
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+#include <utility>
+
+#include "common/log.h"
+#include "engine/engine.h"
+#include "engine/private_file_system.h"
+
+namespace KORA::DistributedKv::Client {
+
+namespace {
+
+rocksdb::Slice ToSlice(Bytes bytes) {
+  return {bytes.data(), bytes.size()};
+}
+Bytes ToBytes(const rocksdb::Slice& slice) {
+  return {slice.data(), slice.size()};
+}
+
+Status ToStatus(const rocksdb::Status& status, const char* action) {
+  if (status.ok()) return Status::SUCCESS;
+  if (status.IsNotFound()) return Status::KEY_NOT_FOUND;
+  __android_log_print(KORA_LOG_ERROR, kLogTag, "%s failed: %s", action, status.ToString().c_str());
+  return Status::DB_ERROR;
+}
+
+// What RocksDB itself has to say goes to the platform log instead of a file in the store.
+class EngineLog : public rocksdb::Logger {
+ public:
+  EngineLog() : Logger(rocksdb::InfoLogLevel::ERROR_LEVEL) {}
+
+  void Logv(const char* format, va_list arguments) override {
+    std::array<char, 1024> line{};
+    std::vsnprintf(line.data(), line.size(), format, arguments);
+    __android_log_print(KORA_LOG_WARN, kLogTag, "engine: %s", line.data());
+  }
+};
+
+// Memory that all databases of the process share: the write buffers count against the cache.
+struct SharedMemory {
+  explicit SharedMemory(uint64_t budget)
+      : cache(rocksdb::NewLRUCache(budget, kShardBits)),
+        writeBuffers(std::make_shared<rocksdb::WriteBufferManager>(budget / 4, cache)) {}
+
+  static constexpr int kShardBits = 4;  // few shards, so that one large block does not fill one
+
+  std::shared_ptr<rocksdb::Cache> cache;
+  std::shared_ptr<rocksdb::WriteBufferManager> writeBuffers;
+};
+
+const SharedMemory& MemoryOfProcess(uint64_t budget) {
+  static const auto& memory = *new SharedMemory(budget);
+  return memory;
+}
+
+rocksdb::Env* EnvOfProcess() {
+  static rocksdb::Env* env =
+      rocksdb::NewCompositeEnv(std::make_shared<PrivateFileSystem>(rocksdb::FileSystem::Default())).release();
+  return env;
+}
+
+rocksdb::BlockBasedTableOptions TableOptions(const SharedMemory& memory) {
+  rocksdb::BlockBasedTableOptions table;
+  table.block_cache = memory.cache;
+  table.cache_index_and_filter_blocks = true;  // so that they count
+  table.pin_l0_filter_and_index_blocks_in_cache = true;
+  constexpr double kFilterBitsPerKey = 10;  // one absent key in a hundred is looked for in vain
+  table.filter_policy.reset(rocksdb::NewBloomFilterPolicy(kFilterBitsPerKey));
+  return table;
+}
+
+rocksdb::Options DatabaseOptions(const EngineOptions& wanted) {
+  const SharedMemory& memory = MemoryOfProcess(wanted.memoryBudget);
+  rocksdb::Options options;
+  options.create_if_missing = true;
+  options.env = EnvOfProcess();
+  options.info_log = std::make_shared<EngineLog>();
+  options.table_factory.reset(rocksdb::NewBlockBasedTableFactory(TableOptions(memory)));
+  options.write_buffer_manager = memory.writeBuffers;
+  options.write_buffer_size = memory.writeBuffers->buffer_size() / 2;
+  options.arena_block_size = 256 * 1024;  // what an idle store holds
+  options.compression = rocksdb::kLZ4Compression;
+  options.level_compaction_dynamic_level_bytes = true;
+  options.max_open_files = 256;  // many stores share the process's descriptors
+  options.skip_stats_update_on_db_open = true;
+  // No thread that wakes up now and then.
+  options.stats_dump_period_sec = 0;
+  options.stats_persist_period_sec = 0;
+  // Each store has one writer at a time, so there is nothing to win from concurrent inserts.
+  options.allow_concurrent_memtable_write = false;
+  options.enable_write_thread_adaptive_yield = false;
+  return options;
+}
+
+// The first key after all that begin with `prefix`; empty: there is none.
+std::string EndOfPrefix(Bytes prefix) {
+  std::string end(prefix);
+  while (!end.empty() && end.back() == '\xff') end.pop_back();
+  if (!end.empty()) ++end.back();
+  return end;
+}
+
+class RocksCursor : public Cursor {
+ public:
+  // Reads the database, and through `batch` if there is one.
+  RocksCursor(rocksdb::DB& database, rocksdb::WriteBatchWithIndex* batch, Bytes prefix)
+      : end_(EndOfPrefix(prefix)), upperBound_(end_) {
+    if (!end_.empty()) options_.iterate_upper_bound = &upperBound_;
+    entries_.reset(database.NewIterator(options_));
+    if (batch != nullptr) {
+      entries_.reset(
+          batch->NewIteratorWithBase(database.DefaultColumnFamily(), entries_.release(), &options_));
+    }
+    entries_->Seek(ToSlice(prefix));
+  }
+
+  bool Valid() const override { return entries_->Valid(); }
+  void Next() override { entries_->Next(); }
+  Bytes Key() const override { return ToBytes(entries_->key()); }
+  Bytes Value() const override { return ToBytes(entries_->value()); }
+  Status Result() const override { return ToStatus(entries_->status(), "reading entries"); }
+
+ private:
+  const std::string end_;
+  const rocksdb::Slice upperBound_;
+  rocksdb::ReadOptions options_;
+  std::unique_ptr<rocksdb::Iterator> entries_;
+};
+
+class RocksBatch : public Batch {
+ public:
+  RocksBatch(rocksdb::DB& database, const rocksdb::WriteOptions& options)
+      : database_(database), options_(options) {}
+
+  void Put(Bytes key, Bytes head, Bytes body) override {
+    const rocksdb::Slice key_part = ToSlice(key);
+    const std::array<rocksdb::Slice, 2> value_parts = {ToSlice(head), ToSlice(body)};
+    writes_.Put(rocksdb::SliceParts(&key_part, 1),
+                rocksdb::SliceParts(value_parts.data(), value_parts.size()));
+  }
+
+  void Delete(Bytes key) override { writes_.Delete(ToSlice(key)); }
+
+  Status Commit() override { return ToStatus(database_.Write(options_, &writes_), "writing"); }
+
+ private:
+  rocksdb::DB& database_;
+  const rocksdb::WriteOptions& options_;
+  rocksdb::WriteBatch writes_;
+};
+
+class RocksIndexedBatch : public IndexedBatch {
+ public:
+  RocksIndexedBatch(rocksdb::DB& database, const rocksdb::WriteOptions& options)
+      : database_(database), options_(options), writes_(rocksdb::BytewiseComparator(), 0, true) {}
+
+  void Put(Bytes key, Bytes head, Bytes body) override {
+    value_.assign(head).append(body);
+    writes_.Put(ToSlice(key), value_);
+  }
+
+  void Delete(Bytes key) override { writes_.Delete(ToSlice(key)); }
+
+  Status Commit() override { return ToStatus(database_.Write(options_, writes_.GetWriteBatch()), "writing"); }
+
+  Status Get(Bytes key, const Visitor& visit) const override {
+    rocksdb::PinnableSlice value;
+    const rocksdb::Status status = writes_.GetFromBatchAndDB(&database_, {}, ToSlice(key), &value);
+    if (status.ok()) visit(ToBytes(value));
+    return ToStatus(status, "reading");
+  }
+
+  std::unique_ptr<Cursor> Entries(Bytes prefix) const override {
+    return std::make_unique<RocksCursor>(database_, &writes_, prefix);
+  }
+
+  void Changes(Bytes prefix, const ChangeVisitor& visit) const override {
+    const std::unique_ptr<rocksdb::WBWIIterator> writes(writes_.NewIterator());
+    for (writes->Seek(ToSlice(prefix)); writes->Valid(); writes->Next()) {
+      const rocksdb::WriteEntry entry = writes->Entry();
+      if (!entry.key.starts_with(ToSlice(prefix))) return;
+      visit(ToBytes(entry.key),
+            entry.type == rocksdb::kPutRecord ? std::optional(ToBytes(entry.value)) : std::nullopt);
+    }
+  }
+
+ private:
+  rocksdb::DB& database_;
+  const rocksdb::WriteOptions& options_;
+  mutable rocksdb::WriteBatchWithIndex writes_;  // RocksDB's readers are not const
+  std::string value_;
+};
+
+class RocksEngine : public Engine {
+ public:
+  RocksEngine(std::unique_ptr<rocksdb::DB> database, bool syncCommits) : database_(std::move(database)) {
+    options_.sync = syncCommits;
+  }
+
+  ~RocksEngine() override { ToStatus(database_->Close(), "closing"); }
+
+  Status Get(Bytes key, const Visitor& visit) const override {
+    rocksdb::PinnableSlice value;
+    const rocksdb::Status status = database_->Get({}, database_->DefaultColumnFamily(), ToSlice(key), &value);
+    if (status.ok()) visit(ToBytes(value));
+    return ToStatus(status, "reading");
+  }
+
+  std::unique_ptr<Cursor> Entries(Bytes prefix) const override {
+    return std::make_unique<RocksCursor>(*database_, nullptr, prefix);
+  }
+
+  std::unique_ptr<Batch> NewBatch() override { return std::make_unique<RocksBatch>(*database_, options_); }
+
+  std::unique_ptr<IndexedBatch> NewIndexedBatch() override {
+    return std::make_unique<RocksIndexedBatch>(*database_, options_);
+  }
+
+  Status DeleteAll(Bytes prefix) override {
+    return ToStatus(database_->DeleteRange(options_, database_->DefaultColumnFamily(), ToSlice(prefix),
+                                           EndOfPrefix(prefix)),
+                    "clearing");
+  }
+
+  Status Sync() override { return ToStatus(database_->FlushWAL(true), "synchronising with the disk"); }
+
+ private:
+  std::unique_ptr<rocksdb::DB> database_;
+  rocksdb::WriteOptions options_;
+};
+
+}  // namespace
+
+std::unique_ptr<Engine> OpenEngine(const EngineOptions& options) {
+  rocksdb::DB* database = nullptr;
+  const rocksdb::Status status =
+      rocksdb::DB::Open(DatabaseOptions(options), options.folder.string(), &database);
+  if (ToStatus(status, ("opening " + options.folder.string()).c_str()) != Status::SUCCESS) return nullptr;
+  return std::make_unique<RocksEngine>(std::unique_ptr<rocksdb::DB>(database), options.syncCommits);
+}
+
+}  // namespace KORA::DistributedKv::Client

@@ -1,0 +1,14 @@
+// Who this device is.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace KORA::DistributedKv::Client {
+
+// The identifier of this device, 32 hexadecimal digits. It is drawn at random once and kept in the file
+// ".device" of the home folder. Empty, with a line in the log, when that file can neither be read nor made.
+std::optional<std::string> DeviceIdentifier(const std::filesystem::path& home);
+
+}  // namespace KORA::DistributedKv::Client

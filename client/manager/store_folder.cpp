@@ -1,0 +1,134 @@
+#include "manager/store_folder.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <charconv>
+#include <utility>
+
+#include "common/limits.h"
+#include "common/log.h"
+#include "common/properties.h"
+
+namespace KORA::DistributedKv::Client {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kTraitsFile = "STORE";
+constexpr std::string_view kFormat = "1";
+constexpr std::string_view kSingle = "single";
+constexpr std::string_view kMulti = "multi";
+constexpr std::string_view kDeletedPrefix = ".deleted.";
+
+Status Failed(const fs::path& path, const char* action, const std::string& reason) {
+  __android_log_print(KORA_LOG_ERROR, kLogTag, "%s: cannot %s: %s", path.c_str(), action, reason.c_str());
+  return Status::DB_ERROR;
+}
+
+std::string_view ValueOf(const Properties& properties, std::string_view name) {
+  const auto found = properties.find(name);
+  return found == properties.end() ? std::string_view() : found->second;
+}
+
+bool ParseTraits(const std::string& text, StoreTraits& traits) {
+  Properties properties;
+  if (ParseProperties(text, properties) != 0 || ValueOf(properties, "format") != kFormat) return false;
+  const std::string_view kind = ValueOf(properties, "kind");
+  const std::string_view level = ValueOf(properties, "security");
+  const auto [end, error] = std::from_chars(level.data(), level.data() + level.size(), traits.securityLevel);
+  traits.kind = kind == kMulti ? StoreKind::kMulti : StoreKind::kSingle;
+  return (kind == kSingle || kind == kMulti) && error == std::errc() && end == level.data() + level.size();
+}
+
+// A name in the same folder that no other deletion has.
+fs::path NameForDeleted(const fs::path& store) {
+  static std::atomic<unsigned> count{0};
+  const std::string number = std::to_string(getpid()) + "." + std::to_string(++count);
+  return store.parent_path() / (std::string(kDeletedPrefix) + number);
+}
+
+}  // namespace
+
+Status StoreFolder::Lock(const fs::path& path, std::optional<StoreFolder>& folder) {
+  FileDescriptor lock;
+  const std::error_code error = LockFolder(path, FolderLock::kTry, lock);
+  if (error == std::errc::no_such_file_or_directory) return Status::STORE_NOT_FOUND;
+  if (error == std::errc::resource_unavailable_try_again) {
+    return Failed(path, "open the store", "another process has it open");
+  }
+  if (error) return Failed(path, "open the store", error.message());
+  folder = StoreFolder(path, std::move(lock));
+  return Status::SUCCESS;
+}
+
+Status StoreFolder::ReadTraits(StoreTraits& traits) const {
+  std::string text;
+  const fs::path file = path_ / kTraitsFile;
+  const std::error_code error = ReadFile(file, text);
+  if (error == std::errc::no_such_file_or_directory) return Status::STORE_NOT_FOUND;
+  if (error) return Failed(file, "read", error.message());
+  return ParseTraits(text, traits) ? Status::SUCCESS
+                                   : Failed(file, "read", "damaged or of an unknown format");
+}
+
+Status StoreFolder::WriteTraits(const StoreTraits& traits) const {
+  const std::string text = std::string("format=").append(kFormat).append("\nkind=").append(
+                               traits.kind == StoreKind::kMulti ? kMulti : kSingle) +
+                           "\nsecurity=" + std::to_string(traits.securityLevel) + "\n";
+  const fs::path file = path_ / kTraitsFile;
+  std::error_code error = ReplaceFile(file, text);
+  if (!error) error = SyncFolder(path_.parent_path());
+  return error ? Failed(file, "write", error.message()) : Status::SUCCESS;
+}
+
+Status StoreFolder::Empty() const {
+  std::error_code error;
+  for (fs::directory_iterator entry(path_, error), end; !error && entry != end; entry.increment(error)) {
+    std::error_code removing;
+    fs::remove_all(entry->path(), removing);
+    if (removing) return Failed(entry->path(), "remove", removing.message());
+  }
+  return error ? Failed(path_, "list", error.message()) : Status::SUCCESS;
+}
+
+Status StoreFolder::Remove() const {
+  const fs::path deleted = NameForDeleted(path_);
+  std::error_code error;
+  fs::rename(path_, deleted, error);
+  if (!error) error = SyncFolder(path_.parent_path());
+  if (error) return Failed(path_, "delete the store", error.message());
+  fs::remove_all(deleted, error);
+  // The store is gone for its users; RemoveLeftovers tries again.
+  if (error) Failed(deleted, "remove", error.message());
+  return Status::SUCCESS;
+}
+
+Status ListStores(const fs::path& application, std::vector<std::string>& storeIds) {
+  std::error_code error;
+  for (fs::directory_iterator entry(application, error), end; !error && entry != end;
+       entry.increment(error)) {
+    std::error_code ignored;
+    std::string name = entry->path().filename().string();
+    if (IsIdentifier(name) && fs::exists(entry->path() / kTraitsFile, ignored))
+      storeIds.push_back(std::move(name));
+  }
+  if (error && error != std::errc::no_such_file_or_directory)
+    return Failed(application, "list", error.message());
+  std::sort(storeIds.begin(), storeIds.end());
+  return Status::SUCCESS;
+}
+
+void RemoveLeftovers(const fs::path& application) {
+  std::error_code error;
+  for (fs::directory_iterator entry(application, error), end; !error && entry != end;
+       entry.increment(error)) {
+    std::error_code ignored;  // another process may be removing it
+    const std::string name = entry->path().filename().string();
+    if (name.compare(0, kDeletedPrefix.size(), kDeletedPrefix) == 0) fs::remove_all(entry->path(), ignored);
+  }
+}
+
+}  // namespace KORA::DistributedKv::Client

@@ -1,0 +1,53 @@
+// The folder of one store.
+//
+// The engine's files lie in it, beside the file "STORE": lines "name=value" with
+//   format    1
+//   kind      single or multi
+//   security  the security level's code
+// That file is written last when a store is created, so a folder without it is what a creation that was cut
+// off has left. A store that is being deleted is moved to a name that begins with a dot first.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "common/files.h"
+#include "contract/status.h"
+#include "store/store.h"
+
+namespace KORA::DistributedKv::Client {
+
+// Holds the folder against other processes as long as the object lives. Failures leave a line in the log.
+class StoreFolder {
+ public:
+  // SUCCESS; STORE_NOT_FOUND; DB_ERROR, also when another process has it.
+  static Status Lock(const std::filesystem::path& path, std::optional<StoreFolder>& folder);
+
+  const std::filesystem::path& Path() const { return path_; }
+
+  // SUCCESS; STORE_NOT_FOUND when no store was created here; DB_ERROR.
+  Status ReadTraits(StoreTraits& traits) const;
+  // Makes the store exist.
+  Status WriteTraits(const StoreTraits& traits) const;
+  // Removes what a creation that was cut off has left.
+  Status Empty() const;
+  // Removes the folder: at once from the stores that can be opened, then from the disk.
+  Status Remove() const;
+
+ private:
+  StoreFolder(std::filesystem::path path, FileDescriptor lock)
+      : path_(std::move(path)), lock_(std::move(lock)) {}
+
+  std::filesystem::path path_;
+  FileDescriptor lock_;
+};
+
+// The stores in an application's folder, in the order of their identifiers. SUCCESS or DB_ERROR.
+Status ListStores(const std::filesystem::path& application, std::vector<std::string>& storeIds);
+
+// Removes from an application's folder what deletions that were cut off have left.
+void RemoveLeftovers(const std::filesystem::path& application);
+
+}  // namespace KORA::DistributedKv::Client

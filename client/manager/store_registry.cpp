@@ -1,0 +1,280 @@
+#include "manager/store_registry.h"
+
+#include <unistd.h>
+
+#include <utility>
+
+#include "common/limits.h"
+#include "common/log.h"
+#include "common/settings.h"
+#include "engine/engine.h"
+#include "manager/device_identity.h"
+#include "manager/exit_handler.h"
+
+namespace KORA::DistributedKv::Client {
+
+namespace {
+
+constexpr int32_t kHighestSecurityLevel = 5;
+constexpr int32_t kNewestVersionWins = 2;
+
+Status RefuseIdentifier(const char* what) {
+  __android_log_print(
+      KORA_LOG_WARN, kLogTag,
+      "refused: the %s identifier; allowed are 1 to %zu of A-Z a-z 0-9 . _ - and no dot in front", what,
+      kMaxIdentifierSize);
+  return Status::INVALID_ARGUMENT;
+}
+
+Status CheckApplication(const std::string& application) {
+  return IsIdentifier(application) ? Status::SUCCESS : RefuseIdentifier("application");
+}
+
+Status CheckName(const StoreName& name) {
+  if (const Status status = CheckApplication(name.application); status != Status::SUCCESS) return status;
+  return IsIdentifier(name.store) ? Status::SUCCESS : RefuseIdentifier("store");
+}
+
+Status Refuse(Status status, const char* reason) {
+  __android_log_print(KORA_LOG_WARN, kLogTag, "refused to open a store: %s", reason);
+  return status;
+}
+
+Status CheckOptions(const Options& options) {
+  const auto level = static_cast<int32_t>(options.securityLevel);
+  const auto type = static_cast<int32_t>(options.kvStoreType);
+  if (level < 0 || level > kHighestSecurityLevel) {
+    return Refuse(Status::INVALID_ARGUMENT, "the security level is none of 0 to 5");
+  }
+  if (type < 0 || type > static_cast<int32_t>(KvStoreType::MULTI_VERSION)) {
+    return Refuse(Status::INVALID_ARGUMENT, "the store type is none of 0 to 2");
+  }
+  if (options.encrypt) return Refuse(Status::NOT_SUPPORT, "encryption is not supported");
+  if (options.backup) return Refuse(Status::NOT_SUPPORT, "backup is not supported");
+  if (!options.schema.empty()) return Refuse(Status::NOT_SUPPORT, "schemas are not supported");
+  if (!options.persistent) return Refuse(Status::NOT_SUPPORT, "stores are always kept on disk");
+  if (options.conflictPolicy != kNewestVersionWins) {
+    return Refuse(Status::NOT_SUPPORT, "the newest version always wins a conflict");
+  }
+  return Status::SUCCESS;
+}
+
+Status CheckTraits(const StoreTraits& actual, const StoreTraits& wanted) {
+  if (actual.kind != wanted.kind) {
+    return Refuse(Status::INVALID_ARGUMENT, actual.kind == StoreKind::kSingle
+                                                ? "it is a single-version store"
+                                                : "it is a multi-version store");
+  }
+  if (actual.securityLevel != wanted.securityLevel) {
+    return Refuse(Status::SECURITY_LEVEL_ERROR, "it was created with another security level");
+  }
+  return Status::SUCCESS;
+}
+
+Status FindSettings(const Settings*& settings) {
+  const ResolvedSettings& resolved = Configuration::Instance().Settle();
+  if (resolved.settings) {
+    settings = &*resolved.settings;
+    return Status::SUCCESS;
+  }
+  __android_log_print(KORA_LOG_ERROR, kLogTag, "the client is not configured well: %s",
+                      resolved.error.c_str());
+  return Status::INVALID_ARGUMENT;
+}
+
+std::filesystem::path PathOf(const Settings& settings, const StoreName& name) {
+  return settings.home / name.application / name.store;
+}
+
+std::unique_ptr<Engine> OpenEngineIn(const std::filesystem::path& folder) {
+  const Settings* settings = nullptr;
+  if (FindSettings(settings) != Status::SUCCESS) return nullptr;
+  EngineOptions options;
+  options.folder = folder;
+  options.syncCommits = settings->durability == Durability::kPower;
+  options.memoryBudget = settings->memoryBudget;
+  return OpenEngine(options);
+}
+
+}  // namespace
+
+class StoreRegistry::SlotUse {
+ public:
+  SlotUse(StoreRegistry& registry, const StoreName& name) : registry_(registry) {
+    const std::lock_guard<std::mutex> lock(registry_.mutex_);
+    place_ = registry_.slots_.try_emplace(name).first;
+    ++place_->second.users;
+  }
+  SlotUse(const SlotUse&) = delete;
+  SlotUse& operator=(const SlotUse&) = delete;
+  ~SlotUse() {
+    const std::lock_guard<std::mutex> lock(registry_.mutex_);
+    if (--place_->second.users == 0) registry_.slots_.erase(place_);
+  }
+
+  Slot* operator->() const { return &place_->second; }
+  Slot& operator*() const { return place_->second; }
+
+  void AddHandle() { AddToHandles(1); }
+  void RemoveHandle() { AddToHandles(-1); }
+
+ private:
+  void AddToHandles(int count) {
+    const std::lock_guard<std::mutex> lock(registry_.mutex_);
+    place_->second.handles += count;
+    place_->second.users += count;
+  }
+
+  StoreRegistry& registry_;
+  std::map<StoreName, Slot>::iterator place_;
+};
+
+StoreRegistry& StoreRegistry::Instance() {
+  static auto& instance = *new StoreRegistry();  // in use until the process has ended
+  return instance;
+}
+
+Status StoreRegistry::Open(const StoreName& name, StoreKind kind, const Options& options,
+                           std::unique_ptr<StoreLease>& lease) {
+  const OperationGate::Pass pass(gate_);
+  if (!pass) return Status::STORE_NOT_OPEN;
+  if (InForkedChild()) return Refuse(Status::ERROR, "a process that uses stores was forked without exec");
+  const Settings* settings = nullptr;
+  Status status = CheckName(name);
+  if (status == Status::SUCCESS) status = CheckOptions(options);
+  if (status == Status::SUCCESS) status = FindSettings(settings);
+  if (status != Status::SUCCESS) return status;
+
+  const StoreTraits wanted{kind, static_cast<int32_t>(options.securityLevel)};
+  SlotUse slot(*this, name);
+  const std::lock_guard<std::mutex> lock(slot->mutex);
+  status = slot->store ? CheckTraits(slot->store->Traits(), wanted)
+                       : OpenSlot(*slot, PathOf(*settings, name), wanted, options.createIfMissing);
+  if (status != Status::SUCCESS) return status;
+  lease = std::make_unique<StoreLease>(slot->store, [this, name] { Release(name); });
+  slot.AddHandle();
+  return Status::SUCCESS;
+}
+
+Status StoreRegistry::OpenSlot(Slot& slot, const std::filesystem::path& path, const StoreTraits& wanted,
+                               bool create) {
+  RemoveLeftovers(path.parent_path());
+  if (const std::error_code error = create ? MakePrivateFolders(path) : std::error_code()) {
+    __android_log_print(KORA_LOG_ERROR, kLogTag, "cannot make folder %s: %s", path.c_str(),
+                        error.message().c_str());
+    return Status::DB_ERROR;
+  }
+  std::optional<StoreFolder> folder;
+  Status status = StoreFolder::Lock(path, folder);
+  if (status == Status::SUCCESS) status = OpenFolder(*folder, wanted, create, slot.store);
+  if (status != Status::SUCCESS) return status;
+  slot.folder = std::move(folder);
+  CloseStoresAtExit();
+  return Status::SUCCESS;
+}
+
+Status StoreRegistry::OpenFolder(const StoreFolder& folder, const StoreTraits& wanted, bool create,
+                                 std::shared_ptr<Store>& store) {
+  StoreTraits traits;
+  Status status = folder.ReadTraits(traits);
+  const bool is_new = status == Status::STORE_NOT_FOUND && create;
+  if (is_new) status = folder.Empty();
+  if (!is_new && status == Status::SUCCESS) status = CheckTraits(traits, wanted);
+  std::string device;
+  if (status == Status::SUCCESS) status = ReadDevice(folder.Path().parent_path().parent_path(), device);
+  if (status != Status::SUCCESS) return status;
+
+  std::unique_ptr<Engine> engine = OpenEngineIn(folder.Path());
+  if (!engine) return Status::DB_ERROR;
+  auto opened = std::make_shared<Store>(folder.Path().filename().string(), wanted, std::move(engine), device);
+  status = opened->Load();
+  if (status == Status::SUCCESS && is_new) status = folder.WriteTraits(wanted);
+  if (status == Status::SUCCESS) store = std::move(opened);
+  return status;
+}
+
+Status StoreRegistry::ReadDevice(const std::filesystem::path& home, std::string& deviceId) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (!deviceId_) deviceId_ = DeviceIdentifier(home);
+  if (!deviceId_) return Status::DB_ERROR;
+  deviceId = *deviceId_;
+  return Status::SUCCESS;
+}
+
+Status StoreRegistry::CheckOpen(const StoreName& name) {
+  if (const Status status = CheckName(name); status != Status::SUCCESS) return status;
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto found = slots_.find(name);
+  return found != slots_.end() && found->second.handles > 0 ? Status::SUCCESS : Status::STORE_NOT_OPEN;
+}
+
+Status StoreRegistry::Delete(const StoreName& name) {
+  const OperationGate::Pass pass(gate_);
+  if (!pass) return Status::STORE_NOT_OPEN;
+  const Settings* settings = nullptr;
+  Status status = CheckName(name);
+  if (status == Status::SUCCESS) status = FindSettings(settings);
+  if (status != Status::SUCCESS) return status;
+
+  const SlotUse slot(*this, name);
+  const std::lock_guard<std::mutex> lock(slot->mutex);
+  if (slot->store) {
+    __android_log_print(KORA_LOG_WARN, kLogTag, "store %s is open; close it before it is deleted",
+                        name.store.c_str());
+    return Status::ERROR;
+  }
+  const std::filesystem::path path = PathOf(*settings, name);
+  RemoveLeftovers(path.parent_path());
+  std::optional<StoreFolder> folder;
+  StoreTraits traits;
+  status = StoreFolder::Lock(path, folder);
+  if (status == Status::SUCCESS && folder->ReadTraits(traits) == Status::STORE_NOT_FOUND) {
+    status = Status::STORE_NOT_FOUND;
+  }
+  return status == Status::SUCCESS ? folder->Remove() : status;
+}
+
+Status StoreRegistry::List(const std::string& application, std::vector<StoreId>& storeIds) {
+  const Settings* settings = nullptr;
+  Status status = CheckApplication(application);
+  if (status == Status::SUCCESS) status = FindSettings(settings);
+  std::vector<std::string> names;
+  if (status == Status::SUCCESS) status = ListStores(settings->home / application, names);
+  for (std::string& name : names) storeIds.push_back({std::move(name)});
+  return status;
+}
+
+void StoreRegistry::Release(const StoreName& name) {
+  const OperationGate::Pass pass(gate_);
+  if (!pass || InForkedChild()) return;
+  SlotUse slot(*this, name);
+  const std::lock_guard<std::mutex> lock(slot->mutex);
+  slot.RemoveHandle();
+  if (slot->handles > 0) return;
+  slot->store->Close();
+  slot->store.reset();
+  slot->folder.reset();
+}
+
+std::vector<std::shared_ptr<Store>> StoreRegistry::OpenStores() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  std::vector<std::shared_ptr<Store>> stores;
+  for (auto& [name, slot] : slots_) {
+    // A slot that is busy now missed the deadline.
+    const std::unique_lock<std::mutex> idle(slot.mutex, std::try_to_lock);
+    if (idle && slot.store) stores.push_back(slot.store);
+  }
+  return stores;
+}
+
+void StoreRegistry::CloseAll(Deadline deadline) {
+  gate_.Close();
+  gate_.AwaitIdle(deadline);
+  const std::vector<std::shared_ptr<Store>> stores = OpenStores();
+  for (const auto& store : stores) store->Gate().Close();
+  for (const auto& store : stores) {
+    if (store->Gate().AwaitIdle(deadline)) store->Close();
+  }
+}
+
+}  // namespace KORA::DistributedKv::Client

@@ -1,0 +1,75 @@
+// The stores of this process, whichever managers opened them.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "common/operation_gate.h"
+#include "contract/status.h"
+#include "contract/types.h"
+#include "manager/store_folder.h"
+#include "store/store.h"
+#include "store/store_lease.h"
+
+namespace KORA::DistributedKv::Client {
+
+struct StoreName {
+  std::string application;
+  std::string store;
+
+  bool operator<(const StoreName& other) const {
+    return std::tie(application, store) < std::tie(other.application, other.store);
+  }
+};
+
+// Any thread may call. Answers STORE_NOT_OPEN once CloseAll has begun.
+class StoreRegistry {
+ public:
+  static StoreRegistry& Instance();
+
+  // Opens the store, or shares it if it is open. `lease` stays empty on failure.
+  Status Open(const StoreName& name, StoreKind kind, const Options& options,
+              std::unique_ptr<StoreLease>& lease);
+  // SUCCESS while a handle of the store is open, else STORE_NOT_OPEN.
+  Status CheckOpen(const StoreName& name);
+  // ERROR while it is open, STORE_NOT_FOUND, DB_ERROR.
+  Status Delete(const StoreName& name);
+  Status List(const std::string& application, std::vector<StoreId>& storeIds);
+
+  // For the end of the process: turns all further calls away, here and at every store, waits for those inside
+  // until the deadline and closes the engines. What does not become idle in time stays as it is.
+  void CloseAll(Deadline deadline);
+
+ private:
+  // One store's place. Its mutex makes opening, closing and deleting take turns; the registry's guards the
+  // map and `users`. A place stays in the map while it has users: each open handle is one.
+  struct Slot {
+    int users = 0;
+    std::mutex mutex;
+    std::optional<StoreFolder> folder;
+    std::shared_ptr<Store> store;
+    int handles = 0;
+  };
+  // A user of a slot.
+  class SlotUse;
+
+  Status OpenSlot(Slot& slot, const std::filesystem::path& path, const StoreTraits& wanted, bool create);
+  Status OpenFolder(const StoreFolder& folder, const StoreTraits& wanted, bool create,
+                    std::shared_ptr<Store>& store);
+  Status ReadDevice(const std::filesystem::path& home, std::string& deviceId);
+  void Release(const StoreName& name);
+  std::vector<std::shared_ptr<Store>> OpenStores();
+
+  OperationGate gate_;
+  std::mutex mutex_;
+  std::map<StoreName, Slot> slots_;
+  std::optional<std::string> deviceId_;  // guarded by mutex_
+};
+
+}  // namespace KORA::DistributedKv::Client

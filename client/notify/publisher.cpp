@@ -1,0 +1,141 @@
+#include "notify/publisher.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "common/guard.h"
+
+namespace KORA::DistributedKv::Client {
+
+namespace {
+
+bool IsKnown(SubscribeType type) {
+  return type == SubscribeType::LOCAL || type == SubscribeType::REMOTE || type == SubscribeType::ALL;
+}
+
+bool HearsLocal(SubscribeType type) {
+  return type != SubscribeType::REMOTE;
+}
+
+}  // namespace
+
+Status Publisher::Subscribe(SubscribeType type, std::shared_ptr<KvStoreObserver> observer,
+                            const void* owner) {
+  if (!IsKnown(type) || observer == nullptr) return Status::INVALID_ARGUMENT;
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const bool known = std::any_of(subscriptions_.begin(), subscriptions_.end(),
+                                 [&](const Subscription& other) { return other.observer == observer; });
+  if (known) return Status::STORE_ALREADY_SUBSCRIBE;
+  subscriptions_.push_back({type, std::move(observer), owner, nextNumber_});
+  if (HearsLocal(type)) ++listeners_;
+  return Status::SUCCESS;
+}
+
+Status Publisher::Unsubscribe(SubscribeType type, const std::shared_ptr<KvStoreObserver>& observer) {
+  if (!IsKnown(type) || observer == nullptr) return Status::INVALID_ARGUMENT;
+  const size_t dropped = DropIf([&](const Subscription& other) { return other.observer == observer; });
+  return dropped == 0 ? Status::STORE_NOT_SUBSCRIBE : Status::SUCCESS;
+}
+
+void Publisher::DropOwned(const void* owner) {
+  DropIf([owner](const Subscription& subscription) { return subscription.owner == owner; });
+}
+
+template <typename Predicate>
+size_t Publisher::DropIf(Predicate fits) {
+  std::vector<Subscription> dropped;  // ends outside the lock: an observer's end is code of the program
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto rest =
+      std::stable_partition(subscriptions_.begin(), subscriptions_.end(),
+                            [&](const Subscription& subscription) { return !fits(subscription); });
+  std::move(rest, subscriptions_.end(), std::back_inserter(dropped));
+  subscriptions_.erase(rest, subscriptions_.end());
+  listeners_ -= static_cast<size_t>(std::count_if(
+      dropped.begin(), dropped.end(), [](const Subscription& gone) { return HearsLocal(gone.type); }));
+  return dropped.size();
+}
+
+void Publisher::AwaitRoom() {
+  if (!HasListeners() || CallbackQueue::OnCallbackThread()) return;
+  std::unique_lock<std::mutex> lock(mutex_);
+  if (roomMade_.wait_for(lock, kWriterPatience, [this] { return stuck_ || !IsFull(); })) return;
+  stuck_ = true;
+  roomMade_.notify_all();
+}
+
+void Publisher::Publish(Change&& change) noexcept {
+  const Status status = Guard([&] {
+    Enqueue(std::move(change));
+    return Status::SUCCESS;
+  });
+  if (status == Status::SUCCESS) return;
+  const std::lock_guard<std::mutex> lock(mutex_);
+  ++lost_;
+}
+
+void Publisher::Enqueue(Change&& change) {
+  const size_t entries = change.Entries();
+  const size_t bytes = change.bytes;
+  ChangeNotification notification(std::move(change.inserted), std::move(change.updated),
+                                  std::move(change.deleted), deviceId_);
+
+  const std::lock_guard<std::mutex> lock(mutex_);
+  while (!waiting_.empty() && IsFull()) {
+    TakeOldest();
+    ++lost_;
+  }
+  constexpr auto kWarningInterval = std::chrono::seconds(1);
+  if (std::chrono::steady_clock::now() - warned_ >= kWarningInterval) WarnOfLost();
+  waiting_.push_back({nextNumber_++, entries, bytes, std::move(notification)});
+  waitingEntries_ += entries;
+  waitingBytes_ += bytes;
+  if (scheduled_) return;
+  CallbackQueue::Instance().Schedule(shared_from_this());
+  scheduled_ = true;
+}
+
+Publisher::Waiting Publisher::TakeOldest() {
+  Waiting oldest = std::move(waiting_.front());
+  waiting_.pop_front();
+  waitingEntries_ -= oldest.entries;
+  waitingBytes_ -= oldest.bytes;
+  return oldest;
+}
+
+void Publisher::WarnOfLost() {
+  if (lost_ == 0) return;
+  __android_log_print(KORA_LOG_WARN, kLogTag,
+                      "store %s: observers are too slow; %llu changes were dropped before they were told",
+                      storeName_.c_str(), static_cast<unsigned long long>(lost_));
+  warned_ = std::chrono::steady_clock::now();
+  lost_ = 0;
+}
+
+Publisher::Observers Publisher::ObserversOf(uint64_t number) const {
+  Observers observers;
+  for (const Subscription& subscription : subscriptions_) {
+    if (HearsLocal(subscription.type) && subscription.since <= number)
+      observers.push_back(subscription.observer);
+  }
+  return observers;
+}
+
+bool Publisher::DeliverOne(const Invoker& invoke) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  if (waiting_.empty()) return scheduled_ = false;
+  const Waiting oldest = TakeOldest();
+  const Observers observers = ObserversOf(oldest.number);
+  lock.unlock();
+
+  for (const std::shared_ptr<KvStoreObserver>& observer : observers) {
+    invoke([&] { observer->OnChange(oldest.notification); });
+  }
+
+  lock.lock();
+  stuck_ = false;
+  roomMade_.notify_all();
+  if (waiting_.empty()) WarnOfLost();
+  return scheduled_ = !waiting_.empty();
+}
+
+}  // namespace KORA::DistributedKv::Client

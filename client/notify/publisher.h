@@ -1,0 +1,94 @@
+// Tells the observers of one store what was committed.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "contract/kv_store_observer.h"
+#include "contract/status.h"
+#include "contract/types.h"
+#include "notify/callback_queue.h"
+#include "store/change.h"
+
+namespace KORA::DistributedKv::Client {
+
+// What may wait for slow observers of one store. A change that is larger by itself waits alone.
+inline constexpr size_t kMaxWaitingEntries = 10'000;
+inline constexpr size_t kMaxWaitingBytes = 8 * 1024 * 1024;
+// How long a writer waits for room before the oldest change is dropped.
+inline constexpr auto kWriterPatience = std::chrono::seconds(1);
+
+// Any thread may call. Observers are called on the callback queue, in the order of Publish. One call may
+// still be running when its observer has been taken away.
+class Publisher : public CallbackSource, public std::enable_shared_from_this<Publisher> {
+ public:
+  // Names in notifications the device that makes the changes, in log lines the store.
+  Publisher(std::string deviceId, std::string storeName)
+      : deviceId_(std::move(deviceId)), storeName_(std::move(storeName)) {}
+
+  // An observer can be subscribed once. `owner` marks what DropOwned takes away.
+  Status Subscribe(SubscribeType type, std::shared_ptr<KvStoreObserver> observer, const void* owner);
+  Status Unsubscribe(SubscribeType type, const std::shared_ptr<KvStoreObserver>& observer);
+  void DropOwned(const void* owner);
+
+  // Whether anybody is to be told of changes made on this device.
+  bool HasListeners() const { return listeners_ != 0; }
+
+  // Gives slow observers time to make room, unless they have let an earlier writer wait in vain since their
+  // last call. Does not wait on the callback thread. Before the store's lock is taken: observers may want it.
+  void AwaitRoom();
+
+  // Takes the change of a commit; under the store's lock, which gives the order. Never fails: what finds no
+  // room and no memory is dropped.
+  void Publish(Change&& change) noexcept;
+
+  bool DeliverOne(const Invoker& invoke) override;
+
+ private:
+  struct Subscription {
+    SubscribeType type;
+    std::shared_ptr<KvStoreObserver> observer;
+    const void* owner;
+    uint64_t since;  // the number of the first change that it is told of
+  };
+  struct Waiting {
+    uint64_t number;
+    size_t entries;
+    size_t bytes;
+    ChangeNotification notification;
+  };
+  using Observers = std::vector<std::shared_ptr<KvStoreObserver>>;
+
+  bool IsFull() const { return waitingEntries_ >= kMaxWaitingEntries || waitingBytes_ >= kMaxWaitingBytes; }
+  void Enqueue(Change&& change);
+  Waiting TakeOldest();
+  void WarnOfLost();
+  Observers ObserversOf(uint64_t number) const;
+  template <typename Predicate>
+  size_t DropIf(Predicate fits);
+
+  const std::string deviceId_;
+  const std::string storeName_;
+
+  std::mutex mutex_;
+  std::condition_variable roomMade_;
+  std::vector<Subscription> subscriptions_;
+  std::atomic<size_t> listeners_{0};
+  std::deque<Waiting> waiting_;
+  size_t waitingEntries_ = 0;
+  size_t waitingBytes_ = 0;
+  uint64_t nextNumber_ = 0;
+  bool scheduled_ = false;
+  bool stuck_ = false;  // a writer has waited in vain since the last delivery
+  uint64_t lost_ = 0;   // changes, since the last warning
+  std::chrono::steady_clock::time_point warned_;
+};
+
+}  // namespace KORA::DistributedKv::Client

@@ -1,0 +1,67 @@
+#include "store/record.h"
+
+#include <string>
+#include <vector>
+
+namespace KORA::DistributedKv::Client {
+
+namespace {
+
+constexpr size_t kVersionOffset = 1;
+constexpr size_t kDeviceOffset = kVersionOffset + sizeof(Version);
+constexpr int kByteBits = 8;
+
+template <typename Integer>
+void WriteBigEndian(Integer integer, char* out) {
+  for (size_t i = sizeof integer; i-- > 0; integer >>= kByteBits) out[i] = static_cast<char>(integer & 0xff);
+}
+
+template <typename Integer>
+Integer ReadBigEndian(const char* in) {
+  Integer integer = 0;
+  for (size_t i = 0; i < sizeof integer; ++i)
+    integer = integer << kByteBits | static_cast<unsigned char>(in[i]);
+  return integer;
+}
+
+}  // namespace
+
+RecordHead EncodeRecordHead(Version version, uint32_t device) {
+  RecordHead head;
+  head[0] = kRecordFormat;
+  WriteBigEndian(version, head.data() + kVersionOffset);
+  WriteBigEndian(device, head.data() + kDeviceOffset);
+  return head;
+}
+
+std::optional<Record> ParseRecord(Bytes stored) {
+  if (stored.size() < kRecordHeadSize || stored.front() != kRecordFormat) return std::nullopt;
+  return Record{ReadBigEndian<Version>(stored.data() + kVersionOffset),
+                ReadBigEndian<uint32_t>(stored.data() + kDeviceOffset), stored.substr(kRecordHeadSize)};
+}
+
+VersionBytes EncodeVersion(Version version) {
+  VersionBytes bytes;
+  WriteBigEndian(version, bytes.data());
+  return bytes;
+}
+
+std::optional<Version> ParseVersion(Bytes stored) {
+  if (stored.size() != sizeof(Version)) return std::nullopt;
+  return ReadBigEndian<Version>(stored.data());
+}
+
+Blob ToBlob(Bytes bytes) {
+  // A blob copies what it is made of, so the vector in between is kept for the next one.
+  constexpr size_t kMaxKept = 64 * 1024;
+  thread_local std::vector<uint8_t> kept;
+  if (bytes.size() > kMaxKept) return Blob(std::vector<uint8_t>(bytes.begin(), bytes.end()));
+  kept.assign(bytes.begin(), bytes.end());
+  return Blob(kept);
+}
+
+std::string RecordKey(Bytes key) {
+  return std::string(kRecordSpace).append(key);
+}
+
+}  // namespace KORA::DistributedKv::Client

@@ -1,0 +1,291 @@
+#include "store/store.h"
+
+#include <numeric>
+#include <utility>
+
+#include "common/limits.h"
+#include "common/log.h"
+#include "store/change.h"
+#include "store/record.h"
+
+namespace KORA::DistributedKv::Client {
+
+namespace {
+
+// How far the bound of all versions runs ahead: it is written about once a second, not with each record.
+constexpr Version kReservedAhead = Version{1000} << kVersionCounterBits;
+
+Status Refuse(const char* what, size_t size, const char* unit, size_t limit) {
+  __android_log_print(KORA_LOG_WARN, kLogTag, "refused: %s of %zu %s; the limit is 1 to %zu", what, size,
+                      unit, limit);
+  return Status::INVALID_ARGUMENT;
+}
+
+Status CheckKey(const Key& key) {
+  if (key.Size() >= 1 && key.Size() <= kMaxKeySize) return Status::SUCCESS;
+  return Refuse("a key", key.Size(), "bytes", kMaxKeySize);
+}
+
+Status CheckValue(const Value& value) {
+  if (value.Size() >= 1 && value.Size() <= kMaxValueSize) return Status::SUCCESS;
+  return Refuse("a value", value.Size(), "bytes", kMaxValueSize);
+}
+
+Status CheckEntry(const Entry& entry) {
+  const Status status = CheckKey(entry.key);
+  return status == Status::SUCCESS ? CheckValue(entry.value) : status;
+}
+
+Status CheckBatch(size_t bytes) {
+  return bytes <= kMaxBatchSize ? Status::SUCCESS
+                                : Refuse("a batch or transaction", bytes, "bytes", kMaxBatchSize);
+}
+
+// The first answer of `check` that is not SUCCESS.
+template <typename Items, typename Check>
+Status CheckAll(const Items& items, Check check) {
+  for (const auto& item : items) {
+    if (const Status status = check(item); status != Status::SUCCESS) return status;
+  }
+  return Status::SUCCESS;
+}
+
+size_t SizeOf(const Key& key) {
+  return key.Size();
+}
+size_t SizeOf(const Entry& entry) {
+  return entry.key.Size() + entry.value.Size();
+}
+
+template <typename Items>
+size_t SizeOfAll(const Items& items) {
+  return std::accumulate(items.begin(), items.end(), size_t{0},
+                         [](size_t sum, const auto& item) { return sum + SizeOf(item); });
+}
+
+void PutRecord(Batch& batch, Version version, const Key& key, const Value& value) {
+  const RecordHead head = EncodeRecordHead(version, kThisDevice);
+  batch.Put(RecordKey(ToBytes(key)), {head.data(), head.size()}, ToBytes(value));
+}
+
+void DeleteRecord(Batch& batch, const Key& key) {
+  batch.Delete(RecordKey(ToBytes(key)));
+}
+
+Status DamagedRecord(const std::string& storeId) {
+  __android_log_print(KORA_LOG_ERROR, kLogTag, "store %s: a record is damaged or of an unknown format",
+                      storeId.c_str());
+  return Status::DB_ERROR;
+}
+
+}  // namespace
+
+Store::Store(std::string storeId, StoreTraits traits, std::unique_ptr<Engine> engine, std::string deviceId)
+    : id_(std::move(storeId)),
+      traits_(traits),
+      publisher_(std::make_shared<Publisher>(std::move(deviceId), id_)),
+      engine_(std::move(engine)) {}
+
+Status Store::Load() {
+  std::optional<Version> bound = 0;
+  const Status status = engine_->Get(kClockKey, [&bound](Bytes stored) { bound = ParseVersion(stored); });
+  if (status == Status::DB_ERROR) return status;
+  if (!bound) return DamagedRecord(id_);
+  clock_ = HybridClock(*bound);
+  reserved_ = *bound;
+  return Status::SUCCESS;
+}
+
+// Reads the engine, or the open transaction under the write lock.
+template <typename Read>
+Status Store::WithView(Read read) const {
+  if (inTransaction_) {
+    const std::lock_guard<std::mutex> lock(writing_);
+    if (transaction_) return read(static_cast<const View&>(*transaction_));
+  }
+  return read(static_cast<const View&>(*engine_));
+}
+
+Status Store::Get(const Key& key, Value& value) const {
+  if (const Status status = CheckKey(key); status != Status::SUCCESS) return status;
+  bool damaged = false;
+  const Status status = WithView([&](const View& view) {
+    return view.Get(RecordKey(ToBytes(key)), [&](Bytes stored) {
+      const std::optional<Record> record = ParseRecord(stored);
+      damaged = !record;
+      if (record) value = ToBlob(record->value);
+    });
+  });
+  return damaged ? DamagedRecord(id_) : status;
+}
+
+Status Store::GetEntries(const Key& prefix, std::vector<Entry>& entries) const {
+  std::vector<Entry> found;
+  const Status status = WithView([&](const View& view) {
+    const std::unique_ptr<Cursor> cursor = view.Entries(RecordKey(ToBytes(prefix)));
+    for (; cursor->Valid(); cursor->Next()) {
+      const std::optional<Record> record = ParseRecord(cursor->Value());
+      if (!record) return DamagedRecord(id_);
+      found.emplace_back(ToBlob(KeyOfRecord(cursor->Key())), ToBlob(record->value));
+    }
+    return cursor->Result();
+  });
+  if (status == Status::SUCCESS) entries = std::move(found);
+  return status;
+}
+
+Status Store::Put(const Key& key, const Value& value) {
+  Status status = CheckKey(key);
+  if (status == Status::SUCCESS) status = CheckValue(value);
+  if (status != Status::SUCCESS) return status;
+  return Write(key.Size() + value.Size(),
+               [&](Batch& batch, Version version) { PutRecord(batch, version, key, value); });
+}
+
+Status Store::PutBatch(const std::vector<Entry>& entries) {
+  if (entries.empty()) return Status::SUCCESS;
+  if (const Status status = CheckAll(entries, CheckEntry); status != Status::SUCCESS) return status;
+  return Write(SizeOfAll(entries), [&](Batch& batch, Version version) {
+    for (const Entry& entry : entries) PutRecord(batch, version, entry.key, entry.value);
+  });
+}
+
+Status Store::Delete(const Key& key) {
+  if (const Status status = CheckKey(key); status != Status::SUCCESS) return status;
+  return Write(key.Size(), [&](Batch& batch, Version) { DeleteRecord(batch, key); });
+}
+
+Status Store::DeleteBatch(const std::vector<Key>& keys) {
+  if (keys.empty()) return Status::SUCCESS;
+  if (const Status status = CheckAll(keys, CheckKey); status != Status::SUCCESS) return status;
+  return Write(SizeOfAll(keys), [&](Batch& batch, Version) {
+    for (const Key& key : keys) DeleteRecord(batch, key);
+  });
+}
+
+Status Store::Clear() {
+  const std::lock_guard<std::mutex> lock(writing_);
+  if (!transaction_) return engine_->DeleteAll(kRecordSpace);
+  std::vector<Key> keys;
+  if (const Status status = ListKeys(keys); status != Status::SUCCESS) return status;
+  return WriteToTransaction(SizeOfAll(keys), [&](Batch& batch, Version) {
+    for (const Key& key : keys) DeleteRecord(batch, key);
+  });
+}
+
+// The keys that the transaction sees, as far as it could delete them.
+Status Store::ListKeys(std::vector<Key>& keys) const {
+  size_t bytes = transactionBytes_;
+  const std::unique_ptr<Cursor> cursor = transaction_->Entries(kRecordSpace);
+  for (; cursor->Valid() && bytes <= kMaxBatchSize; cursor->Next()) {
+    keys.push_back(ToBlob(KeyOfRecord(cursor->Key())));
+    bytes += keys.back().Size();
+  }
+  return cursor->Result();
+}
+
+// Whatever is written goes through here, except the records that Clear removes at once.
+template <typename Fill>
+Status Store::Write(size_t bytes, Fill fill) {
+  if (const Status status = CheckBatch(bytes); status != Status::SUCCESS) return status;
+  if (!inTransaction_) publisher_->AwaitRoom();
+  const std::lock_guard<std::mutex> lock(writing_);
+  return transaction_ ? WriteToTransaction(bytes, fill) : WriteNow(fill);
+}
+
+template <typename Fill>
+Status Store::WriteNow(Fill fill) {
+  if (publisher_->HasListeners()) {
+    const std::unique_ptr<IndexedBatch> batch = engine_->NewIndexedBatch();
+    fill(*batch, clock_.Next());
+    return CommitObserved(*batch);
+  }
+  const std::unique_ptr<Batch> batch = engine_->NewBatch();
+  fill(*batch, clock_.Next());
+  return CommitWithClock(*batch);
+}
+
+template <typename Fill>
+Status Store::WriteToTransaction(size_t bytes, Fill fill) {
+  if (const Status status = CheckBatch(transactionBytes_ + bytes); status != Status::SUCCESS) return status;
+  try {
+    fill(*transaction_, clock_.Next());
+  } catch (...) {
+    // Half of an operation must never be committed.
+    EndTransaction();
+    throw;
+  }
+  transactionBytes_ += bytes;
+  return Status::SUCCESS;
+}
+
+Status Store::CommitObserved(IndexedBatch& batch) {
+  Change change;
+  Status status = DescribeChange(batch, *engine_, change);
+  if (status == Status::SUCCESS) status = CommitWithClock(batch);
+  if (status == Status::SUCCESS && change.Entries() > 0) publisher_->Publish(std::move(change));
+  return status;
+}
+
+// Keeps the bound of all versions ahead of those that the batch brings.
+Status Store::CommitWithClock(Batch& batch) {
+  Version reserved = reserved_;
+  if (clock_.Last() > reserved) {
+    reserved = clock_.Last() + kReservedAhead;
+    const VersionBytes bound = EncodeVersion(reserved);
+    batch.Put(kClockKey, {bound.data(), bound.size()}, {});
+  }
+  const Status status = batch.Commit();
+  if (status == Status::SUCCESS) reserved_ = reserved;
+  return status;
+}
+
+Status Store::StartTransaction() {
+  const std::lock_guard<std::mutex> lock(writing_);
+  if (transaction_) {
+    __android_log_print(KORA_LOG_WARN, kLogTag, "store %s: a transaction is open already", id_.c_str());
+    return Status::ERROR;
+  }
+  transaction_ = engine_->NewIndexedBatch();
+  inTransaction_ = true;
+  return Status::SUCCESS;
+}
+
+Status Store::Commit() {
+  publisher_->AwaitRoom();
+  const std::lock_guard<std::mutex> lock(writing_);
+  if (!transaction_) {
+    __android_log_print(KORA_LOG_WARN, kLogTag, "store %s: no transaction to commit", id_.c_str());
+    return Status::ERROR;
+  }
+  const Status status =
+      publisher_->HasListeners() ? CommitObserved(*transaction_) : CommitWithClock(*transaction_);
+  if (status == Status::SUCCESS) EndTransaction();
+  return status;
+}
+
+Status Store::Rollback() {
+  const std::lock_guard<std::mutex> lock(writing_);
+  if (!transaction_) {
+    __android_log_print(KORA_LOG_WARN, kLogTag, "store %s: no transaction to roll back", id_.c_str());
+    return Status::ERROR;
+  }
+  EndTransaction();
+  return Status::SUCCESS;
+}
+
+void Store::EndTransaction() {
+  transaction_.reset();
+  transactionBytes_ = 0;
+  inTransaction_ = false;
+}
+
+void Store::Close() {
+  const std::lock_guard<std::mutex> lock(writing_);
+  if (!engine_) return;
+  EndTransaction();
+  engine_->Sync();
+  engine_.reset();
+}
+
+}  // namespace KORA::DistributedKv::Client

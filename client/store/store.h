@@ -1,0 +1,85 @@
+// One open store, shared by all of its handles.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "common/operation_gate.h"
+#include "contract/blob.h"
+#include "contract/entry.h"
+#include "contract/status.h"
+#include "engine/engine.h"
+#include "notify/publisher.h"
+#include "store/hybrid_clock.h"
+
+namespace KORA::DistributedKv::Client {
+
+enum class StoreKind { kSingle, kMulti };
+
+// What is settled when a store is created.
+struct StoreTraits {
+  StoreKind kind = StoreKind::kSingle;
+  int32_t securityLevel = 0;
+};
+
+// Any thread may call the operations, inside a pass of the gate. One write lock gives versions, writes and
+// notifications the same order. Reads take it only while a transaction is open.
+class Store {
+ public:
+  // `deviceId` is this device's, as notifications name it.
+  Store(std::string storeId, StoreTraits traits, std::unique_ptr<Engine> engine, std::string deviceId);
+
+  // Once, before all other operations.
+  Status Load();
+
+  const std::string& Id() const { return id_; }
+  const StoreTraits& Traits() const { return traits_; }
+  OperationGate& Gate() { return gate_; }
+  Publisher& Observers() { return *publisher_; }
+
+  Status Get(const Key& key, Value& value) const;
+  Status GetEntries(const Key& prefix, std::vector<Entry>& entries) const;
+  Status Put(const Key& key, const Value& value);
+  Status PutBatch(const std::vector<Entry>& entries);
+  Status Delete(const Key& key);
+  Status DeleteBatch(const std::vector<Key>& keys);
+  Status Clear();
+  Status StartTransaction();
+  Status Commit();
+  Status Rollback();
+
+  // Rolls an open transaction back and closes the engine. No operation may be running or follow.
+  void Close();
+
+ private:
+  template <typename Read>
+  Status WithView(Read read) const;
+  template <typename Fill>
+  Status Write(size_t bytes, Fill fill);
+  template <typename Fill>
+  Status WriteNow(Fill fill);
+  template <typename Fill>
+  Status WriteToTransaction(size_t bytes, Fill fill);
+  Status ListKeys(std::vector<Key>& keys) const;
+  Status CommitObserved(IndexedBatch& batch);
+  Status CommitWithClock(Batch& batch);
+  void EndTransaction();
+
+  const std::string id_;
+  const StoreTraits traits_;
+  OperationGate gate_;
+  const std::shared_ptr<Publisher> publisher_;
+  std::unique_ptr<Engine> engine_;
+
+  mutable std::mutex writing_;  // guards all below
+  HybridClock clock_{0};
+  Version reserved_ = 0;  // what the engine holds as the bound of all versions
+  std::unique_ptr<IndexedBatch> transaction_;
+  size_t transactionBytes_ = 0;
+  std::atomic<bool> inTransaction_{false};  // may be read without the lock
+};
+
+}  // namespace KORA::DistributedKv::Client
