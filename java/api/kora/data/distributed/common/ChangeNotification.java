@@ -5,12 +5,12 @@ import java.util.Objects;
 import java.util.stream.Collectors;
 
 /**
- * What one commit changed: a single write, a batch or a transaction. A key is in one of the three lists at most.
- * Immutable.
+ * What one commit changed: a single write, a batch or a transaction. A key is in one of the three lists at
+ * most. Immutable.
  */
 public final class ChangeNotification {
-  // Native code makes notifications through the empty constructor and sets the fields by name. It leaves a list
-  // null, or an element of it, when it could not build one.
+  // Native code makes notifications through the empty constructor and sets the fields by name. It leaves a
+  // list null, or an element of it, when it could not build one.
   private List<Entry> insertEntries;
   private List<Entry> updateEntries;
   private List<Entry> deleteEntries;
@@ -56,8 +56,8 @@ public final class ChangeNotification {
 
   @Override
   public String toString() {
-    return "inserted " + getInsertEntries() + ", updated " + getUpdateEntries() + ", deleted " + getDeleteEntries()
-        + " by " + getDeviceId();
+    return "inserted " + getInsertEntries() + ", updated " + getUpdateEntries() + ", deleted "
+        + getDeleteEntries() + " by " + getDeviceId();
   }
 
   private static List<Entry> present(List<Entry> entries) {

@@ -7,7 +7,12 @@ import kora.data.distributed.device.DeviceInfo;
 import kora.data.distributed.user.MultiKvStore;
 import kora.data.distributed.user.SingleKvStore;
 
-/** Opens, lists and deletes the stores of one application. */
+/**
+ * Opens, lists and deletes the stores of one application.
+ *
+ * <p>A manager that is no longer reachable, and whose stores are not either, is closed in the end, with a
+ * warning that says where it was created; programs should not wait for that.
+ */
 public interface KvManager extends AutoCloseable {
   /**
    * Opens a single store, which is created if it does not exist.
@@ -26,8 +31,8 @@ public interface KvManager extends AutoCloseable {
    * @param storeId 1 to 128 of the characters A-Z a-z 0-9 . _ - and no dot at the beginning
    * @param options how to open it
    * @return the store; the caller closes it, or closing this manager does
-   * @throws KvStoreException INVALID_ARGUMENT (also if it is a multi-version store), STORE_NOT_FOUND, NOT_SUPPORT,
-   *     SECURITY_LEVEL_ERROR, DB_ERROR (also if another process has it open), STORE_NOT_OPEN
+   * @throws KvStoreException INVALID_ARGUMENT (also if it is a multi-version store), STORE_NOT_FOUND,
+   *     NOT_SUPPORT, SECURITY_LEVEL_ERROR, DB_ERROR (also if another process has it open), STORE_NOT_OPEN
    */
   SingleKvStore openSingle(String storeId, Options options);
 
@@ -56,8 +61,8 @@ public interface KvManager extends AutoCloseable {
    * Deletes a store and all its data.
    *
    * @param storeId the name of the store, which must not be open
-   * @throws KvStoreException STORE_NOT_FOUND, INVALID_ARGUMENT, STORE_NOT_OPEN (this manager is closed), DB_ERROR;
-   *     DEFAULT_DB_ERROR if the store is open
+   * @throws KvStoreException STORE_NOT_FOUND, INVALID_ARGUMENT, STORE_NOT_OPEN (this manager is closed),
+   *     DB_ERROR; DEFAULT_DB_ERROR if the store is open
    */
   void deleteStore(String storeId);
 
@@ -122,8 +127,8 @@ public interface KvManager extends AutoCloseable {
   void unregisterDeathRecipient(KvStoreServiceDeathRecipient recipient);
 
   /**
-   * Closes the manager: its stores first, as {@link KvStore#close} describes it; registrations end. Other managers
-   * of the same application go on. Closing again does nothing.
+   * Closes the manager: its stores first, as {@link KvStore#close} describes it; registrations end. Other
+   * managers of the same application go on. Closing again does nothing.
    */
   @Override
   void close();

@@ -127,7 +127,8 @@ final class KvManagerImpl implements KvManager {
       nativeManager = nativeSetup();
     }
     if (nativeManager == 0) {
-      throw new KvStoreException(KvStoreErrorCode.DEFAULT_DB_ERROR, "The native manager could not be created.");
+      throw new KvStoreException(
+          KvStoreErrorCode.DEFAULT_DB_ERROR, "The native manager could not be created.");
     }
     return nativeManager;
   }
@@ -144,7 +145,8 @@ final class KvManagerImpl implements KvManager {
 
   private static native void nativeRegisterServiceDeath(KvStoreServiceDeathRecipient recipient, long manager);
 
-  private static native void nativeUnRegisterServiceDeath(KvStoreServiceDeathRecipient recipient, long manager);
+  private static native void nativeUnRegisterServiceDeath(
+      KvStoreServiceDeathRecipient recipient, long manager);
 
   private static native DeviceInfo nativeGetLocalDeviceInfo(long manager);
 
@@ -153,5 +155,6 @@ final class KvManagerImpl implements KvManager {
   private static native void nativeRegisterDeviceChangeListener(
       DeviceChangeCallback listener, String filter, long manager);
 
-  private static native void nativeUnRegisterDeviceChangeListener(DeviceChangeCallback listener, long manager);
+  private static native void nativeUnRegisterDeviceChangeListener(
+      DeviceChangeCallback listener, long manager);
 }

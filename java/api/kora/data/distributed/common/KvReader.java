@@ -9,8 +9,8 @@ import java.util.OptionalLong;
 /**
  * Reads values by key.
  *
- * <p>Each read comes in two forms: {@code get} throws KEY_NOT_FOUND for an absent key, {@code find} answers with
- * an empty optional. The reads of one type throw INVALID_FORMAT when the value is of another type.
+ * <p>Each read comes in two forms: {@code get} throws KEY_NOT_FOUND for an absent key, {@code find} answers
+ * with an empty optional. The reads of one type throw INVALID_FORMAT when the value is of another type.
  */
 public interface KvReader {
   /**
@@ -50,8 +50,8 @@ public interface KvReader {
    * @throws KvStoreException KEY_NOT_FOUND, STORE_NOT_OPEN, DB_ERROR
    */
   default Value get(String key) {
-    return find(key).orElseThrow(
-        () -> new KvStoreException(KvStoreErrorCode.KEY_NOT_FOUND, "No value is stored under '" + key + "'."));
+    return find(key).orElseThrow(() ->
+        new KvStoreException(KvStoreErrorCode.KEY_NOT_FOUND, "No value is stored under '" + key + "'."));
   }
 
   /**

@@ -5,10 +5,10 @@ import kora.data.distributed.user.KvStoreSnapshot;
 /**
  * Is told of the changes of a store.
  *
- * <p>Called on a callback thread: one call at a time for each store, in the order of the commits, soon after the
- * commit. An observer that takes long holds up the others; one that takes very long loses the oldest of its
- * notifications. What it throws goes to the uncaught exception handler of the thread. It may call the store, also
- * to unsubscribe itself or to close it.
+ * <p>Called on a callback thread: one call at a time for each store, in the order of the commits, soon after
+ * the commit. An observer that takes long holds up the others; one that takes very long loses the oldest of
+ * its notifications. What it throws goes to the uncaught exception handler of the thread. It may call the
+ * store, also to unsubscribe itself or to close it.
  */
 @FunctionalInterface
 public interface KvStoreObserver {

@@ -1,8 +1,8 @@
 package kora.data.distributed.common;
 
 /**
- * A cursor over the entries of a single store, as they were when it was opened. It begins before the first entry.
- * Several threads may use it, but share its one position.
+ * A cursor over the entries of a single store, as they were when it was opened. It begins before the first
+ * entry. Several threads may use it, but share its one position.
  */
 public interface KvStoreResultSet extends AutoCloseable {
   /**

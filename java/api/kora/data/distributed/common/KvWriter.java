@@ -7,8 +7,9 @@ import java.util.function.Supplier;
 /**
  * Writes values by key, alone, in batches and in transactions.
  *
- * <p>A write has reached the store, as durably as {@link Durability} says, when its call returns. A value takes up
- * to 4 MiB as stored, a batch or transaction up to 64 MiB; the store client refuses more with INVALID_ARGUMENT.
+ * <p>A write has reached the store, as durably as {@link Durability} says, when its call returns. A value
+ * takes up to 4 MiB as stored, a batch or transaction up to 64 MiB; the store client refuses more with
+ * INVALID_ARGUMENT.
  */
 public interface KvWriter {
   /**
@@ -31,8 +32,8 @@ public interface KvWriter {
   /**
    * Stores all entries or, on failure, none. When a key occurs several times, its last value counts.
    *
-   * <p>The batch crosses to native code as a whole. While it does, each entry takes about 100 bytes there on top
-   * of its key and value; batches of some thousand entries are fast and use little memory.
+   * <p>The batch crosses to native code as a whole. While it does, each entry takes about 100 bytes there on
+   * top of its key and value; batches of some thousand entries are fast and use little memory.
    *
    * @param entries the entries; none must be null
    * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
@@ -49,7 +50,8 @@ public interface KvWriter {
 
   /**
    * Begins a transaction. It takes in all that any thread does with the store, through whatever object, until
-   * {@link #commit} or {@link #rollback}; reads see what it wrote. A store that is closed meanwhile rolls it back.
+   * {@link #commit} or {@link #rollback}; reads see what it wrote. A store that is closed meanwhile rolls it
+   * back.
    *
    * @throws KvStoreException DEFAULT_DB_ERROR if one is open already; STORE_NOT_OPEN, DB_ERROR
    */

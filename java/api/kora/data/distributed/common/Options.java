@@ -198,8 +198,8 @@ public final class Options {
     }
 
     /**
-     * How much harm the loss or disclosure of the data would do. Default: NO_LEVEL. A store keeps the level that
-     * it was created with; opening it with another one fails with SECURITY_LEVEL_ERROR.
+     * How much harm the loss or disclosure of the data would do. Default: NO_LEVEL. A store keeps the level
+     * that it was created with; opening it with another one fails with SECURITY_LEVEL_ERROR.
      *
      * @param level the level
      * @return this builder

@@ -11,8 +11,8 @@ public final class StoreClient {
    * Configures the store client. To be called before the first manager is created.
    *
    * @param settings the settings
-   * @throws KvStoreException INVALID_ARGUMENT, with a text that names the setting, for a bad value or when it is
-   *     too late; NOT_SUPPORT if the store client can't be configured from here
+   * @throws KvStoreException INVALID_ARGUMENT, with a text that names the setting, for a bad value or when it
+   *     is too late; NOT_SUPPORT if the store client can't be configured from here
    */
   public static void configure(StoreClientSettings settings) {
     Arguments.notNull(settings, "settings object");
@@ -29,15 +29,17 @@ public final class StoreClient {
     }
   }
 
-  /** Loads the native libraries; from then on a Java thread runs the callbacks, if the store client lets it. */
+  /**
+   * Loads the native libraries; from then on a Java thread runs the callbacks, if the store client lets it.
+   */
   static void start() {
     NativeLibraries.ensureLoaded();
     CallbackThread.start();
   }
 
   /**
-   * Runs the callbacks of the store client. A thread that came from Java needs no attaching for each callback, and
-   * it finds classes through the class loader of this library instead of the system's.
+   * Runs the callbacks of the store client. A thread that came from Java needs no attaching for each
+   * callback, and it finds classes through the class loader of this library instead of the system's.
    */
   private static final class CallbackThread {
     static {

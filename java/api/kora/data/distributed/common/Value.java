@@ -133,7 +133,8 @@ public final class Value {
   public ValueType getType() {
     ValueType known = ValueType.ofCode(type);
     if (known == null) {
-      throw new KvStoreException(KvStoreErrorCode.INVALID_FORMAT, "This value is of the unknown type " + type + ".");
+      throw new KvStoreException(
+          KvStoreErrorCode.INVALID_FORMAT, "This value is of the unknown type " + type + ".");
     }
     return known;
   }
@@ -241,7 +242,9 @@ public final class Value {
 
   @Override
   public boolean equals(Object other) {
-    return other instanceof Value && type == ((Value) other).type && Arrays.equals(value, ((Value) other).value);
+    return other instanceof Value
+        && type == ((Value) other).type
+        && Arrays.equals(value, ((Value) other).value);
   }
 
   @Override

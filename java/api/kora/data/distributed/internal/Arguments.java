@@ -41,6 +41,7 @@ public final class Arguments {
   }
 
   private static boolean isIdentifierCharacter(int c) {
-    return c >= 'a' && c <= 'z' || c >= 'A' && c <= 'Z' || c >= '0' && c <= '9' || c == '.' || c == '_' || c == '-';
+    return c >= 'a' && c <= 'z' || c >= 'A' && c <= 'Z' || c >= '0' && c <= '9'
+        || c == '.' || c == '_' || c == '-';
   }
 }

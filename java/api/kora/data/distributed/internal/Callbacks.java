@@ -1,6 +1,6 @@
 package kora.data.distributed.internal;
 
-/** Runs a program's code on the threads of the store client. */
+/** Runs a program's code in the middle of this library's or the store client's. */
 public final class Callbacks {
   private static final ThreadLocal<Boolean> RUNNING = new ThreadLocal<>();
 
@@ -21,6 +21,7 @@ public final class Callbacks {
     }
   }
 
+  /** Whether this thread is running such code: it must not wait for others then. */
   static boolean isCallbackThread() {
     return RUNNING.get() != null;
   }

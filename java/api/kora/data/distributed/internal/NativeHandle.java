@@ -13,13 +13,13 @@ import kora.data.distributed.common.KvStoreErrorCode;
 import kora.data.distributed.common.KvStoreException;
 
 /**
- * The guard of a native object: lets calls in while it is open, and ends it when it was closed and the last user
- * is out.
+ * The guard of a native object: lets calls in while it is open, and ends it when it was closed and the last
+ * user is out.
  *
- * <p>Users are counted: the open object itself is one until it is closed, each call in progress is one, and each
- * open child (a store is a child of its manager, a snapshot of its store) is one. Whoever brings the count of a
- * closed object to zero ends it; so nothing ends while it is in use, children end first, and no thread holds a
- * lock meanwhile.
+ * <p>Users are counted: the open object itself is one until it is closed, each call in progress is one, and
+ * each open child (a store is a child of its manager, a snapshot of its store) is one. Whoever brings the
+ * count of a closed object to zero ends it; so nothing ends while it is in use, children end first, and no
+ * thread holds a lock meanwhile.
  *
  * <p>A handle never refers to the object that a program holds, so that it can close what a program forgot.
  */
@@ -38,7 +38,6 @@ public final class NativeHandle {
 
   private static final long CLOSED = 1L << 62;
   private static final long ENDED = 1L << 61;
-  private static final System.Logger LOG = System.getLogger("kora.data.distributed");
   private static final Cleaner CLEANER = Cleaner.create();
 
   /** The number of users, with the two flags above it. */
@@ -133,8 +132,8 @@ public final class NativeHandle {
   }
 
   /**
-   * Closes the object and waits for its end; on a callback thread it doesn't wait, because a call in progress may
-   * itself be waiting for that thread.
+   * Closes the object and waits for its end; on a callback thread it doesn't wait, because a call in progress
+   * may itself be waiting for that thread.
    */
   public void close() {
     boolean first = beginClose();
@@ -148,7 +147,7 @@ public final class NativeHandle {
 
   private void closeForgotten() {
     if (beginClose()) {
-      LOG.log(System.Logger.Level.WARNING, name + " was never closed.", openedHere);
+      warn(name + " was never closed.", openedHere);
     }
   }
 
@@ -185,7 +184,7 @@ public final class NativeHandle {
       end.end(handle, parent == null ? 0 : parent.handle);
     } catch (RuntimeException failure) {
       endFailure = failure;
-      LOG.log(System.Logger.Level.WARNING, name + " could not be closed properly.", failure);
+      warn(name + " could not be closed properly.", failure);
     } finally {
       if (parent != null) {
         parent.children.remove(this);
@@ -208,6 +207,11 @@ public final class NativeHandle {
     if (interrupted) {
       Thread.currentThread().interrupt();
     }
+  }
+
+  /** Looks up the logger each time, since that is slow and hardly any program needs it. */
+  private static void warn(String text, Throwable cause) {
+    System.getLogger("kora.data.distributed").log(System.Logger.Level.WARNING, text, cause);
   }
 
   private KvStoreException closedException() {

@@ -19,11 +19,11 @@ import kora.data.distributed.common.KvStoreErrorCode;
 import kora.data.distributed.common.KvStoreException;
 
 /**
- * Loads the native libraries: from the folder that the system property {@value #PATH_PROPERTY} names, or else from
- * the resources of this library, unpacked to a folder of the user's.
+ * Loads the native libraries: from the folder that the system property {@value #PATH_PROPERTY} names, or else
+ * from the resources of this library, unpacked to a folder of the user's.
  *
- * <p>Never called by the initialisation of a class that native code looks up: loading looks it up in turn, and two
- * threads could wait for each other.
+ * <p>Never called by the initialisation of a class that native code looks up: loading looks it up in turn,
+ * and two threads could wait for each other.
  */
 public final class NativeLibraries {
   private static final String PATH_PROPERTY = "kora.library.path";
@@ -48,8 +48,14 @@ public final class NativeLibraries {
     claimProcess();
     try {
       String path = System.getProperty(PATH_PROPERTY);
-      load(path != null ? Path.of(path) : unpacked());
+      if (path != null) {
+        load(Path.of(path));
+      } else {
+        loadResources();
+      }
       loaded = true;
+    } catch (IOException | UnsatisfiedLinkError error) {
+      throw failure(error.getMessage(), error);
     } finally {
       if (!loaded) {
         System.getProperties().remove(OWNER_PROPERTY);
@@ -58,10 +64,11 @@ public final class NativeLibraries {
   }
 
   private static void claimProcess() {
-    Object owner = System.getProperties().putIfAbsent(OWNER_PROPERTY, NativeLibraries.class.getClassLoader() + "");
+    String classLoader = String.valueOf(NativeLibraries.class.getClassLoader());
+    Object owner = System.getProperties().putIfAbsent(OWNER_PROPERTY, classLoader);
     if (owner != null) {
-      throw failure("They are loaded already, for the classes of " + owner + "; a process can load them once. Let"
-          + " both programs take kora-data.jar from a class loader that they share.", null);
+      throw failure("They are loaded already, for the classes of " + owner + "; a process can load them once."
+          + " Let both programs take kora-data.jar from a class loader that they share.", null);
     }
   }
 
@@ -71,41 +78,56 @@ public final class NativeLibraries {
       try {
         System.load(library.toString());
       } catch (UnsatisfiedLinkError error) {
-        throw failure("Tried " + library + ": " + error.getMessage() + ".", error);
+        throw new UnsatisfiedLinkError("Tried " + library + ": " + error.getMessage() + ".");
       }
     }
   }
 
-  private static Path unpacked() {
-    String platform = platform();
-    Map<String, byte[]> libraries = new LinkedHashMap<>();
-    for (String name : NAMES) {
-      String resource = "/META-INF/native/" + platform + "/" + name;
-      try (InputStream in = NativeLibraries.class.getResourceAsStream(resource)) {
-        if (in == null) {
-          throw failure("Tried the resource " + resource + ": there is none for this platform.", null);
-        }
-        libraries.put(name, in.readAllBytes());
-      } catch (IOException unreadable) {
-        throw failure("Tried the resource " + resource + ": " + unreadable + ".", unreadable);
-      }
-    }
-    return unpack(libraries);
-  }
-
-  private static Path unpack(Map<String, byte[]> libraries) {
+  /**
+   * The cache saves time; where it can't be written, or can't hold programs, a temporary folder does as well.
+   */
+  private static void loadResources() throws IOException {
+    Map<String, byte[]> libraries = readResources();
     Path cache = cacheFolder().resolve(digest(libraries.values()));
     try {
-      return writeAll(libraries, cache);
-    } catch (IOException cacheFailure) {
+      load(writeAll(libraries, cache));
+    } catch (IOException | UnsatisfiedLinkError cacheError) {
+      String first = cacheError instanceof UnsatisfiedLinkError
+          ? cacheError.getMessage()
+          : "Tried " + cache + ": " + cacheError + ".";
       try {
-        return writeAll(libraries, Files.createTempDirectory("kora-data-"));
-      } catch (IOException temporaryFailure) {
-        temporaryFailure.addSuppressed(cacheFailure);
-        throw failure("Tried to unpack them to " + cache + ": " + cacheFailure + "; and to a temporary folder: "
-            + temporaryFailure + ".", temporaryFailure);
+        loadTemporary(libraries);
+      } catch (IOException | UnsatisfiedLinkError error) {
+        throw new IOException(first + " " + error.getMessage(), error);
       }
     }
+  }
+
+  private static void loadTemporary(Map<String, byte[]> libraries) throws IOException {
+    Path folder = Files.createTempDirectory("kora-data-");
+    try {
+      load(writeAll(libraries, folder));
+    } finally {
+      // What is loaded stays usable without its name.
+      for (String name : NAMES) {
+        Files.deleteIfExists(folder.resolve(name));
+      }
+      Files.delete(folder);
+    }
+  }
+
+  private static Map<String, byte[]> readResources() throws IOException {
+    Map<String, byte[]> libraries = new LinkedHashMap<>();
+    for (String name : NAMES) {
+      String resource = "/META-INF/native/" + platform() + "/" + name;
+      try (InputStream in = NativeLibraries.class.getResourceAsStream(resource)) {
+        if (in == null) {
+          throw new IOException("Tried the resource " + resource + ": there is none.");
+        }
+        libraries.put(name, in.readAllBytes());
+      }
+    }
+    return libraries;
   }
 
   private static Path writeAll(Map<String, byte[]> libraries, Path folder) throws IOException {

@@ -7,8 +7,9 @@ import kora.data.distributed.user.MultiKvStore;
 import kora.data.distributed.user.SingleKvStore;
 
 /**
- * How one package makes the objects of another. Native code fixes in which package each class with natives lives;
- * a program must not be able to make such objects, so their constructors are private to these packages.
+ * How one package makes the objects of another. Native code fixes in which package each class with natives
+ * lives; a program must not be able to make such objects, so their constructors are private to these
+ * packages.
  */
 public final class PackageAccess {
   /** Makes the objects of package user. */

@@ -4,8 +4,8 @@ import java.util.concurrent.atomic.AtomicInteger;
 import java.util.function.Consumer;
 
 /**
- * Stands between native code, which keeps every listener for the life of the process, and a program's listener,
- * which can be collected once the relay's link to it is cut.
+ * Stands between native code, which keeps every listener for the life of the process, and a program's
+ * listener, which can be collected once the relay's link to it is cut.
  */
 public abstract class Relay<T> {
   private static final AtomicInteger SERVICE_LIVES = new AtomicInteger();

@@ -14,9 +14,9 @@ import kora.data.distributed.common.KvStoreException;
 import kora.data.distributed.common.SyncCallback;
 
 /**
- * The synchronisations in progress. Native code has one callback for the process and says only which devices a
- * completion is about; so it is taken for that of the oldest synchronisation with just these devices, else of the
- * oldest that shares one with it.
+ * The synchronisations in progress. Native code has one callback for the process and says only which devices
+ * a completion is about; so it is taken for that of the oldest synchronisation with just these devices, else
+ * of the oldest that shares one with it.
  */
 public final class Syncs implements SyncCallback {
   /** The one callback that native code is given. */
@@ -31,19 +31,21 @@ public final class Syncs implements SyncCallback {
    *
    * @param store tells its store from others
    */
-  public CompletableFuture<Map<String, Boolean>> expect(Object store, List<String> devices, Duration timeout) {
+  public CompletableFuture<Map<String, Boolean>> expect(
+      Object store, List<String> devices, Duration timeout) {
     Sync sync = new Sync(store, new HashSet<>(devices));
     pending.add(sync);
     sync.future.whenComplete((result, failure) -> pending.remove(sync));
     return sync.future.orTimeout(timeout.toNanos(), TimeUnit.NANOSECONDS);
   }
 
-  /** Fails what is pending for a store that is closed. */
+  /** Fails what is pending for a store that is being closed. */
   public void storeClosed(Object store) {
     for (Sync sync : pending) {
       if (sync.store == store) {
-        sync.future.completeExceptionally(new KvStoreException(
-            KvStoreErrorCode.STORE_NOT_OPEN, "The store was closed before the synchronisation had ended."));
+        KvStoreException failure = new KvStoreException(
+            KvStoreErrorCode.STORE_NOT_OPEN, "The store was closed before the synchronisation had ended.");
+        Callbacks.run(() -> sync.future.completeExceptionally(failure));
       }
     }
   }

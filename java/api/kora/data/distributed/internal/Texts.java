@@ -9,8 +9,8 @@ import kora.data.distributed.common.KvStoreErrorCode;
 import kora.data.distributed.common.KvStoreException;
 
 /**
- * Text values as bytes: UTF-8, extended to lone surrogates, which take three bytes each (generalised UTF-8), so
- * that every string comes back as it was.
+ * Text values as bytes: UTF-8, extended to lone surrogates, which take three bytes each (generalised UTF-8),
+ * so that every string comes back as it was.
  */
 public final class Texts {
   private Texts() {}

@@ -8,7 +8,9 @@ import kora.data.distributed.internal.Keys;
 import kora.data.distributed.internal.NativeHandle;
 import kora.data.distributed.internal.Results;
 
-/** A snapshot. Native code makes one for each change that it delivers; it is guarded before anyone sees it. */
+/**
+ * A snapshot. Native code makes one for each change that it delivers; it is guarded before anyone sees it.
+ */
 final class KvStoreSnapshotImpl implements KvStoreSnapshot {
   /** Native code reads the snapshot to release from here and sets it to 0. */
   private long nativeSnapshot;

@@ -79,7 +79,8 @@ final class MultiKvStoreImpl extends NativeStore implements MultiKvStore {
   @Override
   public Subscription subscribe(KvStoreObserver observer) {
     Arguments.notNull(observer, "observer");
-    return call(store -> observers.add(observer, new ObserverRelay(SubscribeType.ALL, adoptingSnapshots(observer)),
+    ObserverRelay newRelay = new ObserverRelay(SubscribeType.ALL, adoptingSnapshots(observer));
+    return call(store -> observers.add(observer, newRelay,
         relay -> Results.done(nativeSubscribe(relay.type(), relay, config, store)),
         this::unregister));
   }

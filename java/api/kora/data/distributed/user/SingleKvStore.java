@@ -90,8 +90,8 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    *
    * <p>The future completes in any case: with the outcome, or exceptionally with a {@link
    * java.util.concurrent.TimeoutException}, also when the store client could not begin, or with a {@link
-   * KvStoreException} when the store is closed first. It completes on a callback thread, so actions that take long
-   * should follow with the {@code Async} methods of the future.
+   * KvStoreException} when the store is closed first. It completes on a callback thread, so actions that take
+   * long should follow with the {@code Async} methods of the future.
    *
    * @param deviceIds the identifiers of the devices, at least one
    * @param mode the direction

@@ -100,7 +100,8 @@ final class SingleKvStoreImpl extends NativeStore implements SingleKvStore {
   public Subscription subscribe(SubscribeType type, KvStoreObserver observer) {
     Arguments.notNull(type, "subscribe type");
     Arguments.notNull(observer, "observer");
-    return call(store -> observers.add(observer, new ObserverRelay(type, keepingThisOpen(observer)),
+    ObserverRelay newRelay = new ObserverRelay(type, keepingThisOpen(observer));
+    return call(store -> observers.add(observer, newRelay,
         relay -> nativeRegisterObserver(type, relay, config, store),
         this::unregister));
   }
@@ -187,7 +188,8 @@ final class SingleKvStoreImpl extends NativeStore implements SingleKvStore {
         return level;
       }
     }
-    throw new KvStoreException(KvStoreErrorCode.SECURITY_LEVEL_ERROR, "The security level " + code + " is unknown.");
+    throw new KvStoreException(
+        KvStoreErrorCode.SECURITY_LEVEL_ERROR, "The security level " + code + " is unknown.");
   }
 
   /** An observer that refers to this store, so that it is not closed as forgotten while one is subscribed. */
@@ -288,7 +290,8 @@ final class SingleKvStoreImpl extends NativeStore implements SingleKvStore {
 
   private static native void nativeSetCapabilityEnabled(boolean enabled, long store);
 
-  private static native void nativeSetCapabilityRange(String[] localLabels, String[] remoteLabels, long store);
+  private static native void nativeSetCapabilityRange(
+      String[] localLabels, String[] remoteLabels, long store);
 
   private static native int nativeGetSecurityLevel(long store);
 }
