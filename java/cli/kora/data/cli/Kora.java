@@ -1,0 +1,146 @@
+package kora.data.cli;
+
+import java.io.FileDescriptor;
+import java.io.FileOutputStream;
+import java.io.PrintStream;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Path;
+import java.util.function.Consumer;
+import kora.data.distributed.common.KvManager;
+import kora.data.distributed.common.KvManagerFactory;
+import kora.data.distributed.common.KvStoreErrorCode;
+import kora.data.distributed.common.KvStoreException;
+import kora.data.distributed.common.Options;
+import kora.data.distributed.common.StoreClient;
+import kora.data.distributed.common.StoreClientSettings;
+import kora.data.distributed.user.SingleKvStore;
+import picocli.CommandLine;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.Option;
+import picocli.CommandLine.ScopeType;
+
+/** The tool: what all commands share. Exit status: 0 done, 1 failed, 2 wrong usage. */
+@Command(
+    name = "kora",
+    description = "Works with the stores of an application: single stores, which have one value for each key.",
+    mixinStandardHelpOptions = true,
+    scope = ScopeType.INHERIT,
+    version = "kora 0.1.0",
+    synopsisSubcommandLabel = "COMMAND",
+    usageHelpAutoWidth = true,
+    subcommands = {
+      StoresCommand.class, PutCommand.class, GetCommand.class, RemoveCommand.class, ListCommand.class,
+      ImportCommand.class, ExportCommand.class, WatchCommand.class, StatsCommand.class
+    },
+    footer = {
+      "",
+      "A store belongs to one process at a time: while another one has it open, commands fail.",
+      "Environment: KORA_APP, KORA_STORE, KORA_DATA_HOME; KORA_LOG_LEVEL=error shows the store client's log."
+    })
+public final class Kora implements StoreScope {
+  @Option(
+      names = "--home",
+      scope = ScopeType.INHERIT,
+      paramLabel = "FOLDER",
+      description = "The folder of all stores (default: $KORA_DATA_HOME, else kora-data in the user's data folder).")
+  private Path home;
+
+  @Option(
+      names = "--app",
+      scope = ScopeType.INHERIT,
+      defaultValue = "${env:KORA_APP:-kora}",
+      description = "The application (default: $KORA_APP, else kora).")
+  private String app;
+
+  @Option(
+      names = "--store",
+      scope = ScopeType.INHERIT,
+      defaultValue = "${env:KORA_STORE:-default}",
+      description = "The store (default: $KORA_STORE, else default).")
+  private String store;
+
+  // Java's own streams encode as the locale says, which loses characters where it is not UTF-8.
+  private final PrintStream out = new PrintStream(new FileOutputStream(FileDescriptor.out), false, StandardCharsets.UTF_8);
+
+  private Kora() {}
+
+  /**
+   * Runs one command and ends the process with its exit status.
+   *
+   * @param args the command line
+   */
+  public static void main(String[] args) {
+    Kora kora = new Kora();
+    CommandLine commandLine = new CommandLine(kora);
+    int status = configured(commandLine).execute(args);
+    kora.out.flush();
+    System.exit(kora.out.checkError() && status == 0 ? 1 : status);
+  }
+
+  /** Gives a command line this tool's manners: one line for a failure, nothing of Java in it. */
+  static CommandLine configured(CommandLine commandLine) {
+    PrintStream err = new PrintStream(new FileOutputStream(FileDescriptor.err), true, StandardCharsets.UTF_8);
+    commandLine.setCaseInsensitiveEnumValuesAllowed(true);
+    commandLine.setParameterExceptionHandler((wrong, args) -> {
+      String name = wrong.getCommandLine().getCommandSpec().qualifiedName();
+      err.println("kora: " + firstLine(wrong.getMessage()) + " ('" + name + " --help' explains)");
+      return CommandLine.ExitCode.USAGE;
+    });
+    commandLine.setExecutionExceptionHandler((failure, line, result) -> {
+      err.println("kora: " + firstLine(messageOf(failure)));
+      return CommandLine.ExitCode.SOFTWARE;
+    });
+    return commandLine;
+  }
+
+  @Override
+  public PrintStream out() {
+    return out;
+  }
+
+  @Override
+  public void use(Missing missing, Consumer<SingleKvStore> action) {
+    try (KvManager manager = manager(); SingleKvStore opened = open(manager, missing)) {
+      action.accept(opened);
+    }
+  }
+
+  /** A manager of the chosen application's stores; the caller closes it. */
+  KvManager manager() {
+    if (home != null) {
+      StoreClient.configure(StoreClientSettings.builder().home(home).build());
+    }
+    return KvManagerFactory.create(app);
+  }
+
+  /** The store's folder, as far as it follows from the options and the environment. */
+  Path folder() {
+    return DataHome.folder(home).resolve(app).resolve(store);
+  }
+
+  String storeName() {
+    return store;
+  }
+
+  private SingleKvStore open(KvManager manager, Missing missing) {
+    try {
+      return manager.openSingle(store, Options.builder().createIfMissing(missing == Missing.CREATE).build());
+    } catch (KvStoreException failure) {
+      String where = "store '" + store + "' of application '" + app + "': ";
+      if (failure.getErrorCode() == KvStoreErrorCode.DB_ERROR) {
+        throw new Failure(where + "it can't be opened; is it in use by another process? "
+            + "(KORA_LOG_LEVEL=error shows the reason)");
+      }
+      throw new Failure(where + failure.getMessage());
+    }
+  }
+
+  private static String messageOf(Throwable failure) {
+    boolean explained = failure instanceof Failure || failure instanceof KvStoreException;
+    return explained ? failure.getMessage() : failure.toString();
+  }
+
+  private static String firstLine(String text) {
+    return text.lines().findFirst().orElse("");
+  }
+}

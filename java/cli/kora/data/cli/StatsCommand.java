@@ -1,0 +1,68 @@
+package kora.data.cli;
+
+import java.io.IOException;
+import java.io.PrintStream;
+import java.io.UncheckedIOException;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.List;
+import java.util.Map;
+import java.util.TreeMap;
+import java.util.stream.Collectors;
+import java.util.stream.LongStream;
+import java.util.stream.Stream;
+import kora.data.distributed.common.Entry;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.ParentCommand;
+
+/** {@code kora stats}. */
+@Command(name = "stats", description = "Counts the records, their types and bytes, and the files on disk.")
+final class StatsCommand implements Runnable {
+  @ParentCommand private Kora kora;
+
+  @Override
+  public void run() {
+    kora.use(StoreScope.Missing.FAIL, store -> print(store.getEntries("")));
+  }
+
+  private void print(List<Entry> entries) {
+    PrintStream out = kora.out();
+    Map<String, Long> types = entries.stream()
+        .collect(Collectors.groupingBy(entry -> TypedText.of(entry.getValue()).type, TreeMap::new, Collectors.counting()));
+    long keyBytes = entries.stream().mapToLong(entry -> entry.getKey().getBytes(StandardCharsets.UTF_8).length).sum();
+    long valueBytes = entries.stream().mapToLong(entry -> entry.getValue().getPayloadSize()).sum();
+
+    out.println("store    " + kora.storeName());
+    out.println("records  " + entries.size());
+    types.forEach((type, count) -> out.println("  " + type + "  " + count));
+    out.println("bytes    " + keyBytes + " in keys, " + valueBytes + " in values");
+    if (!entries.isEmpty()) {
+      out.println("keys     " + JsonLinesWriter.escaped(entries.get(0).getKey()) + " to "
+          + JsonLinesWriter.escaped(entries.get(entries.size() - 1).getKey()));
+    }
+    printFiles(kora.folder());
+  }
+
+  private void printFiles(Path folder) {
+    if (!Files.isDirectory(folder)) {
+      return;
+    }
+    try (Stream<Path> tree = Files.walk(folder)) {
+      long[] sizes = tree.filter(Files::isRegularFile).mapToLong(StatsCommand::size).toArray();
+      kora.out().println("files    " + sizes.length + " of " + LongStream.of(sizes).sum()
+          + " bytes in " + folder);
+    } catch (IOException | UncheckedIOException unreadable) {
+      throw new Failure(folder + " can't be read: " + unreadable.getMessage());
+    }
+  }
+
+  /** 0 for a file that is gone by now: the engine replaces files all the time. */
+  private static long size(Path file) {
+    try {
+      return Files.size(file);
+    } catch (IOException gone) {
+      return 0;
+    }
+  }
+}

@@ -1,0 +1,20 @@
+package kora.data.cli;
+
+import java.io.PrintStream;
+import java.util.function.Consumer;
+import kora.data.distributed.user.SingleKvStore;
+
+/** Where a command finds its store: opened for this one command, or kept open by {@code watch}. */
+interface StoreScope {
+  /** Whether a command makes the store that it needs. */
+  enum Missing {
+    CREATE,
+    FAIL
+  }
+
+  /** Runs an action on the store, which the scope opens and closes. */
+  void use(Missing missing, Consumer<SingleKvStore> action);
+
+  /** Standard output, in UTF-8. */
+  PrintStream out();
+}

@@ -1,0 +1,166 @@
+package kora.data.cli;
+
+import java.io.BufferedReader;
+import java.io.IOException;
+import java.io.InputStreamReader;
+import java.io.PrintStream;
+import java.nio.charset.StandardCharsets;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.concurrent.Callable;
+import java.util.function.Consumer;
+import kora.data.distributed.common.ChangeNotification;
+import kora.data.distributed.common.Entry;
+import kora.data.distributed.common.SubscribeType;
+import kora.data.distributed.common.Subscription;
+import kora.data.distributed.user.SingleKvStore;
+import picocli.CommandLine;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.ParentCommand;
+
+/** {@code kora watch}: a store has one process, so the changes to be seen are those that this command makes itself. */
+@Command(
+    name = "watch",
+    description = {
+      "Reads commands from standard input and prints the changes of the store that an observer is told of, as JSON"
+          + " Lines, until the input ends.",
+      "The commands, one a line: put [-t TYPE] KEY VALUE, rm KEY..., begin, commit, rollback."
+          + " Words with blanks stand in 'single' or \"double\" quotes.",
+      "A store belongs to one process at a time, so there are no changes of other processes to see."
+    })
+final class WatchCommand implements Callable<Integer> {
+  @ParentCommand private StoreScope scope;
+
+  @Override
+  public Integer call() {
+    int[] status = {CommandLine.ExitCode.OK};
+    scope.use(StoreScope.Missing.CREATE, store -> {
+      Shell shell = new Shell(store, scope.out());
+      Subscription subscription = store.subscribe(SubscribeType.ALL, shell::print);
+      try {
+        status[0] = shell.run(new BufferedReader(new InputStreamReader(System.in, StandardCharsets.UTF_8)));
+      } catch (IOException failure) {
+        throw new Failure("standard input can't be read: " + failure.getMessage());
+      } finally {
+        subscription.close();
+      }
+    });
+    return status[0];
+  }
+
+  /** The commands on a store that stays open. */
+  @Command(name = "watch", subcommands = {PutCommand.class, RemoveCommand.class})
+  static final class Shell implements StoreScope {
+    private static final long PATIENCE_NANOS = 2_000_000_000L;
+
+    private final SingleKvStore store;
+    private final PrintStream out;
+    private boolean inTransaction;
+    private int expected;
+    private int seen;
+
+    Shell(SingleKvStore store, PrintStream out) {
+      this.store = store;
+      this.out = out;
+    }
+
+    /** Runs commands to the end of the input. Returns the exit status: whether one of them failed. */
+    int run(BufferedReader in) throws IOException {
+      CommandLine commands = Kora.configured(new CommandLine(this));
+      int status = CommandLine.ExitCode.OK;
+      for (String line = in.readLine(); line != null; line = in.readLine()) {
+        String[] words = words(line);
+        if (words.length > 0 && commands.execute(words) != CommandLine.ExitCode.OK) {
+          status = CommandLine.ExitCode.SOFTWARE;
+        }
+      }
+      awaitNotifications();
+      return status;
+    }
+
+    @Command(name = "begin", description = "Begins a transaction.")
+    void begin() {
+      store.startTransaction();
+      inTransaction = true;
+    }
+
+    @Command(name = "commit", description = "Makes the changes of the transaction permanent.")
+    void commit() {
+      store.commit();
+      inTransaction = false;
+      ++expected;
+    }
+
+    @Command(name = "rollback", description = "Drops the changes of the transaction.")
+    void rollback() {
+      store.rollback();
+      inTransaction = false;
+    }
+
+    @Override
+    public void use(Missing missing, Consumer<SingleKvStore> action) {
+      action.accept(store);
+      expected += inTransaction ? 0 : 1;
+    }
+
+    @Override
+    public PrintStream out() {
+      return out;
+    }
+
+    /** Called on a callback thread. */
+    synchronized void print(ChangeNotification change) {
+      print("insert", change.getInsertEntries());
+      print("update", change.getUpdateEntries());
+      print("delete", change.getDeleteEntries());
+      out.flush();
+      ++seen;
+      notifyAll();
+    }
+
+    private void print(String change, List<Entry> entries) {
+      entries.forEach(entry -> out.println(JsonLinesWriter.line(entry, change)));
+    }
+
+    /** Notifications come later than the commands return; a commit that changed nothing brings none. */
+    private synchronized void awaitNotifications() {
+      long end = System.nanoTime() + PATIENCE_NANOS;
+      try {
+        for (long left = PATIENCE_NANOS; seen < expected && left > 0; left = end - System.nanoTime()) {
+          wait(Math.max(1, left / 1_000_000));
+        }
+      } catch (InterruptedException interrupted) {
+        Thread.currentThread().interrupt();
+      }
+    }
+  }
+
+  /** The words of a line: split at blanks, but for those in quotes. */
+  static String[] words(String line) {
+    List<String> words = new ArrayList<>();
+    StringBuilder word = null;
+    char quote = 0;
+    for (char c : line.toCharArray()) {
+      boolean ends = quote == 0 && Character.isWhitespace(c);
+      if (ends && word != null) {
+        words.add(word.toString());
+        word = null;
+      }
+      if (ends) {
+        continue;
+      }
+      word = word == null ? new StringBuilder() : word;
+      if (c == quote) {
+        quote = 0;
+      } else if (quote == 0 && (c == '"' || c == '\'')) {
+        quote = c;
+      } else {
+        word.append(c);
+      }
+    }
+    if (word != null) {
+      words.add(word.toString());
+    }
+    return words.toArray(new String[0]);
+  }
+}
