@@ -20,10 +20,9 @@ struct [[gnu::visibility("default")]] Entry : public virtual Parcelable {
   Entry& operator=(const Entry&) = default;
   Entry& operator=(Entry&&) noexcept = default;
 
-  // Appends the record to `out`: key size (4 bytes, big-endian), key bytes, value size (4 bytes, big-endian),
-  // value bytes. Returns false, with `out` unchanged, when a size does not fit into 4 bytes. The bridge never
-  // calls it.
-  virtual bool Flatten(std::vector<uint8_t> & out) const;
+  // As key size (4 bytes, big-endian), key bytes, value size (4 bytes, big-endian), value bytes; a size that
+  // does not fit into 4 bytes can't be written. The bridge never calls it.
+  bool Flatten(std::vector<uint8_t> & out) const override;
 
   ~Entry() override = default;
 

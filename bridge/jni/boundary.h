@@ -4,6 +4,7 @@
 #include <jni.h>
 
 #include "jni/java_exception.h"
+#include "jni/jni_env_helper.h"
 #include "jni/log.h"
 
 namespace KORA::DistributedKv {
@@ -31,6 +32,27 @@ struct Boundary<Native> {
       return Result();
     }
   }
+};
+
+// The environment of a callback. What Java code threw ends here: a thread of the store client that stays
+// attached must not carry the exception into the next callback.
+class CallbackEnv {
+ public:
+  CallbackEnv() = default;
+  CallbackEnv(const CallbackEnv&) = delete;
+  CallbackEnv& operator=(const CallbackEnv&) = delete;
+  ~CallbackEnv() {
+    JNIEnv* env = Get();
+    if (env == nullptr || !env->ExceptionCheck()) return;
+    env->ExceptionDescribe();
+    env->ExceptionClear();
+  }
+
+  // Null when the thread could not be attached.
+  JNIEnv* Get() const { return helper_.Get(); }
+
+ private:
+  JNIEnvHelper helper_;
 };
 
 // A callback as the store client calls it: there is nobody to tell but the log.

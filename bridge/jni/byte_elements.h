@@ -14,15 +14,15 @@ class ByteElements {
   ByteElements(JNIEnv* env, jbyteArray array)
       : env_(env),
         array_(array),
-        length_(env->GetArrayLength(array)),
-        elements_(env->GetByteArrayElements(array, nullptr)) {}
+        length_(array == nullptr ? 0 : env->GetArrayLength(array)),
+        elements_(array == nullptr ? nullptr : env->GetByteArrayElements(array, nullptr)) {}
   ByteElements(const ByteElements&) = delete;
   ByteElements& operator=(const ByteElements&) = delete;
   ~ByteElements() {
     if (elements_ != nullptr) env_->ReleaseByteArrayElements(array_, elements_, 0);
   }
 
-  // False when the elements could not be obtained. `out` is any container of bytes.
+  // False when the elements could not be obtained, or there is no array. `out` is any container of bytes.
   template <typename Bytes>
   bool AppendTo(Bytes& out) const {
     if (elements_ == nullptr) return false;

@@ -3,6 +3,7 @@
 
 #include <jni.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -34,22 +35,26 @@ class CallbackRegistry {
 
   Registration FindAndErase(JNIEnv* env, jobject object) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return FindAndEraseLocked(env, object);
+    const auto found = FindLocked(env, object);
+    if (found == map_.end()) return {};
+    Registration erased(*found);
+    map_.erase(found);
+    return erased;
   }
 
   // Removes each registration whose wrapper fits and deletes its key. One critical section: a key that
-  // another thread removes and deletes meanwhile must not be compared any more. The wrappers live until the
-  // answer is dropped.
+  // another thread removes and deletes meanwhile must not be compared any more. The wrappers end after it.
   template <typename Predicate>
-  Map EraseIf(JNIEnv* env, Predicate fits) {
+  void EraseIf(JNIEnv* env, Predicate fits) {
+    Map erased;
     const std::lock_guard<std::mutex> lock(mutex_);
-    Map copy = map_;
-    for (const auto& [key, wrapper] : copy) {
-      if (!fits(*wrapper)) continue;
-      const Registration erased = FindAndEraseLocked(env, key);
-      if (erased.first != nullptr) env->DeleteGlobalRef(erased.first);
+    const auto next = [&] {
+      return std::find_if(map_.begin(), map_.end(), [&](const auto& entry) { return fits(*entry.second); });
+    };
+    for (auto found = next(); found != map_.end(); found = next()) {
+      const auto node = erased.insert(map_.extract(FindLocked(env, found->first))).position;
+      env->DeleteGlobalRef(node->first);
     }
-    return copy;
   }
 
   void Clear() {
@@ -62,14 +67,6 @@ class CallbackRegistry {
     auto entry = map_.begin();
     while (entry != map_.end() && !env->IsSameObject(entry->first, object)) ++entry;
     return entry;
-  }
-
-  Registration FindAndEraseLocked(JNIEnv* env, jobject object) {
-    const auto found = FindLocked(env, object);
-    if (found == map_.end()) return {};
-    Registration erased(*found);
-    map_.erase(found);
-    return erased;
   }
 
   Map map_;

@@ -1,5 +1,7 @@
 #include "jni/java_c_utils.h"
 
+#include <utility>
+
 #include "jni/byte_elements.h"
 #include "jni/class_cache.h"
 #include "jni/java_class.h"
@@ -240,11 +242,11 @@ void JavaCUtils::ArrayAdd(JNIEnv* env, jobject& list, jstring item) {
 }
 
 jobject JavaCUtils::GetEntryKey(JNIEnv* env, jobject& entry) {
-  return env->GetObjectField(entry, g_classCache.entry.key);
+  return entry == nullptr ? nullptr : env->GetObjectField(entry, g_classCache.entry.key);
 }
 
 jobject JavaCUtils::GetEntryValue(JNIEnv* env, jobject& entry) {
-  return env->GetObjectField(entry, g_classCache.entry.value);
+  return entry == nullptr ? nullptr : env->GetObjectField(entry, g_classCache.entry.value);
 }
 
 }  // namespace KORA::DistributedKv

@@ -11,7 +11,7 @@ JavaClass::JavaClass(JNIEnv* env, const char* className) : env_(env) {
 }
 
 JavaClass::JavaClass(JNIEnv* env, jobject object) : env_(env) {
-  if (!env_->ExceptionCheck()) class_ = env_->GetObjectClass(object);
+  if (!env_->ExceptionCheck() && object != nullptr) class_ = env_->GetObjectClass(object);
 }
 
 JavaClass::~JavaClass() {

@@ -11,7 +11,7 @@ namespace KORA::DistributedKv {
 // identifier, not the class.
 class JavaClass {
  public:
-  // Without a class when it was not found, or when an exception is pending.
+  // Without a class when it was not found, there is no object, or an exception is pending.
   JavaClass(JNIEnv* env, const char* className);
   JavaClass(JNIEnv* env, jobject object);
   JavaClass(const JavaClass&) = delete;

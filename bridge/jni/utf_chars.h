@@ -9,19 +9,24 @@
 namespace KORA::DistributedKv {
 
 // The modified UTF-8 characters of a string (JNI specification), released at the end of the scope. Empty when
-// they could not be obtained.
+// they could not be obtained, or there is no string.
 class UtfChars {
  public:
   UtfChars() = default;
   UtfChars(JNIEnv* env, jstring string)
-      : env_(env), string_(string), chars_(env->GetStringUTFChars(string, nullptr)) {}
+      : env_(env),
+        string_(string),
+        chars_(string == nullptr ? nullptr : env->GetStringUTFChars(string, nullptr)) {}
   UtfChars(UtfChars&& other) noexcept
       : env_(other.env_), string_(other.string_), chars_(std::exchange(other.chars_, nullptr)) {}
   UtfChars(const UtfChars&) = delete;
   UtfChars& operator=(const UtfChars&) = delete;
   UtfChars& operator=(UtfChars&&) = delete;
-  ~UtfChars() {
-    if (chars_ != nullptr) env_->ReleaseStringUTFChars(string_, chars_);
+  ~UtfChars() { Release(); }
+
+  // Gives the characters back before the end of the scope.
+  void Release() {
+    if (chars_ != nullptr) env_->ReleaseStringUTFChars(string_, std::exchange(chars_, nullptr));
   }
 
   // An exception that is pending already forbids the call, and the text counts as not obtained.

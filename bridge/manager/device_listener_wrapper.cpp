@@ -40,8 +40,8 @@ void DeviceListenerWrapper::CallOnChanged(const DeviceInfo& device, DeviceChange
     log.Error("%s: listener is null.");
     return;
   }
-  const JNIEnvHelper helper;
-  JNIEnv* env = helper.Get();
+  const CallbackEnv callbackEnv;
+  JNIEnv* env = callbackEnv.Get();
   if (env == nullptr) {
     log.Error("%s: env is null.");
     return;
@@ -54,16 +54,10 @@ void DeviceListenerWrapper::CallOnChanged(const DeviceInfo& device, DeviceChange
   }
   JavaClass callbackClass(env, callback_);
   jmethodID onChanged = callbackClass.GetMethod("onChanged", kOnChangedSignature);
-  if (onChanged == nullptr) {
-    log.Error("%s: get change method failed.");
-    return;
-  }
+  if (onChanged == nullptr) log.Error("%s: get change method failed.");
   jobject info = JavaCUtils::BuildDeviceInfo(env, device);
-  if (info == nullptr) {
-    log.Error("%s: build device info object failed for device change.");
-    return;
-  }
-  env->CallVoidMethod(callback_, onChanged, info, status);
+  if (info == nullptr) log.Error("%s: build device info object failed for device change.");
+  if (onChanged != nullptr && info != nullptr) env->CallVoidMethod(callback_, onChanged, info, status);
 }
 
 }  // namespace KORA::DistributedKv

@@ -2,7 +2,6 @@
 
 #include "jni/boundary.h"
 #include "jni/java_class.h"
-#include "jni/jni_env_helper.h"
 #include "jni/log.h"
 #include "registries.h"
 
@@ -37,8 +36,8 @@ void JniServiceDeathRecipientImpl::TellRecipient() {
   SingleObserverClear();
   DevObserverClear();
 
-  const JNIEnvHelper helper;
-  JNIEnv* env = helper.Get();
+  const CallbackEnv callbackEnv;
+  JNIEnv* env = callbackEnv.Get();
   if (env == nullptr) {
     log.Error("%s: OnRemoteDied observer env is null");
     return;

@@ -5,6 +5,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "contract/distributed_kv_data_manager.h"
@@ -125,6 +126,7 @@ void NativeCloseKvStore(JNIEnv* env, jobject /*self*/, jobject javaOptions, jstr
   }
   jfieldID handleField = storeClass.GetField("nativeKvStore", "J");
   if (handleField == nullptr) {
+    env->ExceptionClear();  // an object of another class is no failure to Java
     log.Error("%s: nativeKvStore is nullptr");
     return;
   }

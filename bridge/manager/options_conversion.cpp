@@ -140,13 +140,15 @@ bool ReadSchemaText(JNIEnv* env, jobject schema, Options& options) {
 }
 
 bool ReadBinarySchema(JNIEnv* env, Getters& getters, Options& options) {
-  jobject bytes = getters.Object("getBinarySchema", "()[B").value_or(nullptr);
-  if (bytes == nullptr) {
+  jmethodID getter = getters.Find("getBinarySchema", "()[B");
+  const auto bytes = getter == nullptr ? std::optional<jobject>(nullptr) : getters.Object(getter);
+  if (!bytes) return false;
+  if (*bytes == nullptr) {
     kOptionsLog.Info("%s: Options no schema defined");
     return true;
   }
   kOptionsLog.Info("%s: Binary schema defined");
-  if (ByteElements(env, static_cast<jbyteArray>(bytes)).AppendTo(options.schema)) return true;
+  if (ByteElements(env, static_cast<jbyteArray>(*bytes)).AppendTo(options.schema)) return true;
   TookException(env);
   return false;
 }

@@ -7,8 +7,8 @@
 
 namespace KORA::DistributedKv {
 
-// Reads the getters of a Java Options object. False, after a line in the log, when one of them can't be read;
-// a security level that can't be read counts as none.
+// Reads the getters of a Java Options object. False when one of them can't be read; a security level that
+// can't be read counts as none, and a missing binary schema as no schema.
 bool GetOptions(JNIEnv* env, jobject javaOptions, Options& options);
 
 }  // namespace KORA::DistributedKv

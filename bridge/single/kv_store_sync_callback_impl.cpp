@@ -2,7 +2,6 @@
 
 #include "jni/boundary.h"
 #include "jni/java_c_utils.h"
-#include "jni/jni_env_helper.h"
 #include "jni/log.h"
 
 namespace KORA::DistributedKv {
@@ -13,8 +12,8 @@ constexpr Log kSyncCompletedLog(kSingleTag, "SyncCompleted");
 void CallSyncCompleted(const std::map<std::string, Status>& results) {
   const Log& log = kSyncCompletedLog;
   log.Debug("%s: SyncCompleteCallback begin.");
-  const JNIEnvHelper helper;
-  JNIEnv* env = helper.Get();
+  const CallbackEnv callbackEnv;
+  JNIEnv* env = callbackEnv.Get();
   if (env == nullptr) {
     log.Error("%s: get env is null");
     return;

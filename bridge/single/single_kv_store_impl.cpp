@@ -232,6 +232,7 @@ void SingleCloseResultSet(JNIEnv* env, jobject /*self*/, jobject javaResultSet, 
     return;
   }
   const Status status = StoreOf(handle).CloseResultSet(std::move(resultSet));
+  resultSet.reset();
   if (status != Status::SUCCESS) {
     log.Error("%s: SingleCloseResultSet failed.");
     Throw(env, status);
@@ -242,10 +243,15 @@ void SingleCloseResultSet(JNIEnv* env, jobject /*self*/, jobject javaResultSet, 
 
 // Batches and transactions
 
+void ReportUnreadableValue(const Log& log, UtfChars& key) {
+  log.Warn("%s: NativePutBatch copy value failed");
+  key.Release();
+}
+
 void SinglePutBatch(JNIEnv* env, jobject /*self*/, jobjectArray entries, jlong handle) {
   constexpr Log log = LogOf("SinglePutBatch");
   log.Info("%s: nativePutBatch begin");
-  PutBatch<SingleKvStore>(env, log, entries, handle);
+  PutBatch<SingleKvStore>(env, log, ReportUnreadableValue, entries, handle);
 }
 
 void SingleDeleteBatch(JNIEnv* env, jobject /*self*/, jobjectArray keys, jlong handle) {
@@ -374,7 +380,7 @@ void SingleSetSyncParam(JNIEnv* env, jobject /*self*/, jint value, jlong handle)
   }
   const Status status = StoreOf(handle).SetSyncParam(SyncParam{value});
   if (status != Status::SUCCESS) {
-    log.Warn("%s: native nativeSetSyncParam exception %ld", handle);
+    log.Warn("%s: native nativeSetSyncParam exception %ld", static_cast<long>(handle));
     Throw(env, status);
   }
 }
@@ -476,6 +482,11 @@ constexpr NativeMethod kMethods[] = {
     Method<GetSecurityLevel>("nativeGetSecurityLevel", "(J)I"),
 };
 
+// The class goes to the virtual machine as it was found: a missing one fails there.
+jint RegisterStoreMethods(JNIEnv* env) {
+  return RegisterMethods(env, env->FindClass("kora/data/distributed/user/SingleKvStoreImpl"), kMethods);
+}
+
 }  // namespace
 
 jint RegisterSingleKvStoreInit(JNIEnv* env) {
@@ -484,7 +495,7 @@ jint RegisterSingleKvStoreInit(JNIEnv* env) {
     log.Error("%s: ERROR: native registration for RegisterKvStoreResultSet failed\n");
     return JNI_ERR;
   }
-  if (RegisterSingleKvStore(env) < 0) {
+  if (RegisterStoreMethods(env) < 0) {
     log.Error("%s: ERROR: native registration for RegisterSingleKvStore failed\n");
     return JNI_ERR;
   }
@@ -493,8 +504,6 @@ jint RegisterSingleKvStoreInit(JNIEnv* env) {
 
 }  // namespace KORA::DistributedKv
 
-// The class goes to the virtual machine as it was found: a missing one fails there.
 extern "C" jint RegisterSingleKvStore(JNIEnv* env) {
-  return KORA::DistributedKv::RegisterMethods(
-      env, env->FindClass("kora/data/distributed/user/SingleKvStoreImpl"), KORA::DistributedKv::kMethods);
+  return KORA::DistributedKv::RegisterStoreMethods(env);
 }

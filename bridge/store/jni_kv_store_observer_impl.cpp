@@ -4,7 +4,6 @@
 #include "jni/handle.h"
 #include "jni/java_c_utils.h"
 #include "jni/java_class.h"
-#include "jni/jni_env_helper.h"
 #include "jni/log.h"
 
 namespace KORA::DistributedKv {
@@ -53,8 +52,8 @@ void JniKvStoreObserverImpl::CallOnChange(const ChangeNotification& notification
     log.Error("%s: onChange observer is nullptr");
     return;
   }
-  const JNIEnvHelper helper;
-  JNIEnv* env = helper.Get();
+  const CallbackEnv callbackEnv;
+  JNIEnv* env = callbackEnv.Get();
   if (env == nullptr) {
     log.Error("%s: onChange observer env is null");
     return;
@@ -78,8 +77,8 @@ void JniKvStoreObserverImpl::CallOnChange(const ChangeNotification& notification
     log.Error("%s: JniObserver OnChange: observer is nullptr");
     return;
   }
-  const JNIEnvHelper helper;
-  JNIEnv* env = helper.Get();
+  const CallbackEnv callbackEnv;
+  JNIEnv* env = callbackEnv.Get();
   if (env == nullptr) {
     log.Error("%s: JniObserver OnChange: cannot get JNIEnv");
     return;

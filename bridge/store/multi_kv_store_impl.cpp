@@ -80,8 +80,13 @@ jboolean NativeDelete(JNIEnv* env, jobject /*self*/, jbyteArray javaKey, jlong h
 
 // Batches, clear and transactions
 
+void ReportUnreadableValue(const Log& log, UtfChars& key) {
+  key.Release();
+  log.Warn("%s: NativePutBatch copy value failed");
+}
+
 void NativePutBatch(JNIEnv* env, jobject /*self*/, jobjectArray entries, jlong handle) {
-  PutBatch<KvStore>(env, LogOf("NativePutBatch"), entries, handle);
+  PutBatch<KvStore>(env, LogOf("NativePutBatch"), ReportUnreadableValue, entries, handle);
 }
 
 void NativeDeleteBatch(JNIEnv* env, jobject /*self*/, jobjectArray keys, jlong handle) {
@@ -99,7 +104,7 @@ void NativeClear(JNIEnv* env, jobject /*self*/, jlong handle) {
   }
   const Status status = ToPointer<KvStore>(handle)->Clear();
   if (status != Status::SUCCESS) {
-    log.Warn("%s: nativeClear exception %ld", handle);
+    log.Warn("%s: nativeClear exception %ld", static_cast<long>(handle));
     Throw(env, status);
   }
 }
@@ -161,7 +166,7 @@ jlong NativeGetKvStoreSnapshot(JNIEnv* env, jobject /*self*/, jobject /*observer
   ToPointer<KvStore>(handle)->GetKvStoreSnapshot(
       nullptr, [&](Status taken, std::unique_ptr<KvStoreSnapshot> snapshot) {
         status = taken;
-        if (taken == Status::SUCCESS) snapshotHandle = ToHandle(snapshot.release());
+        if (taken == Status::SUCCESS && snapshot != nullptr) snapshotHandle = ToHandle(snapshot.release());
       });
   if (status == Status::SUCCESS) return snapshotHandle;
   log.Warn("%s: NativeGetKvStoreSnapshot exception");

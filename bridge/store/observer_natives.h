@@ -1,7 +1,6 @@
 // Subscribing a Java observer to a store and taking it back, for both kinds of stores. A store's own file
 // states what differs in a `Kind`:
 //   using Store                                 the client's store
-//   kLog(label)                                 -> Log
 //   Registry()                                  -> where its observers are registered
 //   TypeOf(env, javaType)                       -> the subscribe type to ask for
 //   LogUnsubscribeFailure(log, status)

@@ -18,12 +18,16 @@
 
 namespace KORA::DistributedKv {
 
+// Logs that the value of an entry can't be read, and gives the key's characters back.
+using ReportValue = void (*)(const Log& log, UtfChars& key);
+
 // Appends the native entry of a Java entry. False, with the failure logged and thrown, when it can't be read.
 // A key text ends at its first zero byte.
-inline bool AppendEntry(JNIEnv* env, const Log& log, jobject javaEntry, std::vector<Entry>& entries) {
+inline bool AppendEntry(JNIEnv* env, const Log& log, ReportValue reportValue, jobject javaEntry,
+                        std::vector<Entry>& entries) {
   auto* javaKey = static_cast<jstring>(JavaCUtils::GetEntryKey(env, javaEntry));
   jobject javaValue = JavaCUtils::GetEntryValue(env, javaEntry);
-  const UtfChars key(env, javaKey);
+  UtfChars key(env, javaKey);
   if (!key) {
     log.Warn("%s: NativePutBatch key failed");
     Throw(env, Status::ERROR);
@@ -31,7 +35,7 @@ inline bool AppendEntry(JNIEnv* env, const Log& log, jobject javaEntry, std::vec
   }
   std::vector<uint8_t> value;
   if (!JavaCUtils::CopyValueFromJava2C(env, javaValue, value)) {
-    log.Warn("%s: NativePutBatch copy value failed");
+    reportValue(log, key);
     Throw(env, Status::ERROR);
     return false;
   }
@@ -42,8 +46,8 @@ inline bool AppendEntry(JNIEnv* env, const Log& log, jobject javaEntry, std::vec
 // The store is not called when an element can't be read. The local references of the elements live until the
 // native returns, so the caller bounds the size of a batch.
 template <typename Store>
-void PutBatch(JNIEnv* env, const Log& log, jobjectArray javaEntries, jlong handle) {
-  if (handle == 0) {
+void PutBatch(JNIEnv* env, const Log& log, ReportValue reportValue, jobjectArray javaEntries, jlong handle) {
+  if (handle == 0 || javaEntries == nullptr) {
     log.Warn("%s: NativePutBatch failed");
     Throw(env, Status::ERROR);
     return;
@@ -52,11 +56,12 @@ void PutBatch(JNIEnv* env, const Log& log, jobjectArray javaEntries, jlong handl
   std::vector<Entry> entries;
   entries.reserve(static_cast<size_t>(count));
   for (jsize i = 0; i < count; ++i) {
-    if (!AppendEntry(env, log, env->GetObjectArrayElement(javaEntries, i), entries)) return;
+    if (!AppendEntry(env, log, reportValue, env->GetObjectArrayElement(javaEntries, i), entries)) return;
   }
   const Status status = ToPointer<Store>(handle)->PutBatch(entries);
   if (status != Status::SUCCESS) {
-    log.Warn("%s: nativePutBatch exception %ld, status=%d", handle, static_cast<int>(status));
+    log.Warn("%s: nativePutBatch exception %ld, status=%d", static_cast<long>(handle),
+             static_cast<int>(status));
     Throw(env, status);
   }
 }
@@ -80,7 +85,7 @@ void DeleteBatch(JNIEnv* env, const Log& log, const char* nullKeys, jobjectArray
   for (const std::string& text : texts) keys.emplace_back(text.c_str());
   const Status status = ToPointer<Store>(handle)->DeleteBatch(keys);
   if (status != Status::SUCCESS) {
-    log.Warn("%s: nativeDeleteBatch exception %ld", handle);
+    log.Warn("%s: nativeDeleteBatch exception %ld", static_cast<long>(handle));
     Throw(env, status);
   }
 }
@@ -107,7 +112,7 @@ void Transact(JNIEnv* env, const Log& log, const TransactionTexts& texts, Status
   }
   const Status status = (ToPointer<Store>(handle)->*operation)();
   if (status != Status::SUCCESS) {
-    log.Warn(texts.failed, handle);
+    log.Warn(texts.failed, static_cast<long>(handle));
     Throw(env, status);
   }
 }
