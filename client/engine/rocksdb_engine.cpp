@@ -116,26 +116,25 @@ class RocksCursor : public Cursor {
  public:
   // Reads the database, and through `batch` if there is one.
   RocksCursor(rocksdb::DB& database, rocksdb::WriteBatchWithIndex* batch, Bytes prefix)
-      : end_(EndOfPrefix(prefix)), upperBound_(end_) {
-    if (!end_.empty()) options_.iterate_upper_bound = &upperBound_;
-    entries_.reset(database.NewIterator(options_));
-    if (batch != nullptr) {
-      entries_.reset(
-          batch->NewIteratorWithBase(database.DefaultColumnFamily(), entries_.release(), &options_));
-    }
-    entries_->Seek(ToSlice(prefix));
+      : prefix_(prefix), end_(EndOfPrefix(prefix)), upperBound_(end_) {
+    rocksdb::ReadOptions options;
+    if (!end_.empty()) options.iterate_upper_bound = &upperBound_;
+    entries_.reset(database.NewIterator(options));
+    if (batch != nullptr) entries_.reset(batch->NewIteratorWithBase(entries_.release()));
+    entries_->Seek(prefix_);
   }
 
-  bool Valid() const override { return entries_->Valid(); }
+  // The bound keeps the database from reading on; a batch knows none.
+  bool Valid() const override { return entries_->Valid() && entries_->key().starts_with(prefix_); }
   void Next() override { entries_->Next(); }
   Bytes Key() const override { return ToBytes(entries_->key()); }
   Bytes Value() const override { return ToBytes(entries_->value()); }
   Status Result() const override { return ToStatus(entries_->status(), "reading entries"); }
 
  private:
+  const std::string prefix_;
   const std::string end_;
   const rocksdb::Slice upperBound_;
-  rocksdb::ReadOptions options_;
   std::unique_ptr<rocksdb::Iterator> entries_;
 };
 
