@@ -432,6 +432,9 @@ jboolean ExceptionCheck(JNIEnv* env) {
 void ExceptionClear(JNIEnv* env) {
   Of(env).pending = nullptr;
 }
+void ExceptionDescribe(JNIEnv* env) {
+  Of(env).pending = nullptr;
+}
 jint Throw(JNIEnv* env, jthrowable exception) {
   Object* resolved = Required(env, exception, "Throw");
   const Call call(env, "Throw", Describe(resolved));
@@ -550,6 +553,7 @@ JNINativeInterface_ MakeTable() {
   table.ExceptionOccurred = ExceptionOccurred;
   table.ExceptionCheck = ExceptionCheck;
   table.ExceptionClear = ExceptionClear;
+  table.ExceptionDescribe = ExceptionDescribe;
   table.Throw = Throw;
   table.RegisterNatives = RegisterNatives;
   return table;

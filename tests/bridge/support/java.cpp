@@ -195,7 +195,7 @@ Names& Names::Get() {
 
 std::string Names::Of(jlong number) const {
   for (const auto& [name, value] : numbers_) {
-    if (value == number) return "@" + name;
+    if (value == number && number != 0) return "@" + name;
   }
   return std::to_string(number);
 }

@@ -126,7 +126,9 @@ void DefineCallbacks(Java& java) {
       .Add("onChanged",
            "(Lkora/data/distributed/device/DeviceInfo;Lkora/data/distributed/device/DeviceStatus;)V",
            Nothing);
-  java.Define("test/SyncListener").Add("syncCompleted", "(Ljava/util/Map;)V", Nothing);
+  for (const char* name : {"test/SyncListener", "test/OtherSyncListener"}) {
+    java.Define(name).Add("syncCompleted", "(Ljava/util/Map;)V", Nothing);
+  }
   java.Define("test/Statics")
       .Add("make", "(I)Ljava/lang/Object;", [](Object*, const std::vector<Datum>& arguments) {
         Object* made = Java::Get().Env().New(Java::Get().Find("java/lang/Integer"));
