@@ -79,9 +79,9 @@ int WriteWithUmask(mode_t mask) {
 int EndWhileBusy(bool exitInObserver) {
   Open();
   g_store->SubscribeKvStore(SubscribeType::ALL, std::make_shared<SlowObserver>(exitInObserver));
-  SingleKvStore* store = g_store.release();  // as a handle that a program forgot
+  static SingleKvStore* const store = g_store.release();  // as a handle that a program never closes
   for (int i = 0; i < 3; ++i) {
-    std::thread([store, i] {
+    std::thread([i] {
       Value value;
       std::vector<Entry> entries;
       for (int n = 0;; ++n) {

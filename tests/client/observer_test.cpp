@@ -15,6 +15,14 @@ class Observers : public ClientTest {
     EXPECT_EQ(store.SubscribeKvStore(type, observer), Status::SUCCESS);
     return observer;
   }
+
+  // Whether the client keeps it no longer, once a call that is still running is over.
+  static bool IsLetGo(const std::shared_ptr<RecordingObserver>& observer) {
+    for (int i = 0; i < 1000 && observer.use_count() > 1; ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return observer.use_count() == 1;
+  }
 };
 
 TEST_F(Observers, TellInsertUpdateAndDeleteApart) {
@@ -70,7 +78,7 @@ TEST_F(Observers, SubscribeAndUnsubscribe) {
   Put(*store, "k", "1");
   observer->Await(1);
   EXPECT_EQ(store->UnSubscribeKvStore(SubscribeType::ALL, observer), Status::SUCCESS);
-  EXPECT_EQ(observer.use_count(), 1);
+  EXPECT_TRUE(IsLetGo(observer));
   EXPECT_EQ(store->UnSubscribeKvStore(SubscribeType::ALL, observer), Status::STORE_NOT_SUBSCRIBE);
   Put(*store, "unheard", "1");
   EXPECT_EQ(store->SubscribeKvStore(SubscribeType::LOCAL, observer), Status::SUCCESS);
@@ -93,7 +101,7 @@ TEST_F(Observers, EndWithTheirHandle) {
   const auto observer = Subscribe(*store);
   const auto ended = Subscribe(*other);
   other.reset();
-  EXPECT_EQ(ended.use_count(), 1);
+  EXPECT_TRUE(IsLetGo(ended));
   Put(*store, "k", "1");
   EXPECT_EQ(observer->Await(1), (Lines{"+k=1"}));
   EXPECT_EQ(ended->Await(0), Lines());
@@ -171,7 +179,7 @@ TEST_F(Observers, SlowOneDropsTheOldest) {
     EXPECT_EQ(Put(*store, "k" + std::to_string(i), megabyte), Status::SUCCESS);
   const auto seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   EXPECT_GE(seconds, 0.9);
-  EXPECT_LT(seconds, 6);
+  EXPECT_LT(seconds, kWrites / 2);
 
   Put(*store, "last", "1");
   observer->Hold(false);
