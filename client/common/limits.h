@@ -7,11 +7,13 @@
 
 namespace KORA::DistributedKv::Client {
 
-inline constexpr size_t kMaxIdentifierSize = 128;         // characters; application and store identifiers
-inline constexpr size_t kMaxKeySize = 1024;               // bytes; the least is 1
-inline constexpr size_t kMaxValueSize = 4 * 1024 * 1024;  // bytes; the least is 1
+inline constexpr size_t kMebibyte = size_t{1} << 20;
+
+inline constexpr size_t kMaxIdentifierSize = 128;       // characters; application and store identifiers
+inline constexpr size_t kMaxKeySize = 1024;             // bytes; the least is 1
+inline constexpr size_t kMaxValueSize = 4 * kMebibyte;  // bytes; the least is 1
 // Bytes of all keys and values together, in one batch or one transaction.
-inline constexpr size_t kMaxBatchSize = 64 * 1024 * 1024;
+inline constexpr size_t kMaxBatchSize = 64 * kMebibyte;
 
 // 1 to 128 of A-Z a-z 0-9 . _ - and no dot in front: an identifier is also the name of a folder.
 inline bool IsIdentifier(std::string_view text) {

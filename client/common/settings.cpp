@@ -136,7 +136,8 @@ std::filesystem::path UserFolder(const Environment& environment) {
   if (const char* home = environment("HOME"); home != nullptr && *home == '/') return home;
   passwd entry{};
   passwd* found = nullptr;
-  std::vector<char> text(16 * 1024);
+  constexpr size_t kEntrySize = 16'384;
+  std::vector<char> text(kEntrySize);
   getpwuid_r(getuid(), &entry, text.data(), text.size(), &found);
   return found == nullptr ? "" : found->pw_dir;
 }

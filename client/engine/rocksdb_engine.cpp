@@ -90,7 +90,8 @@ rocksdb::Options DatabaseOptions(const EngineOptions& wanted) {
   options.table_factory.reset(rocksdb::NewBlockBasedTableFactory(TableOptions(memory)));
   options.write_buffer_manager = memory.writeBuffers;
   options.write_buffer_size = memory.writeBuffers->buffer_size() / 2;
-  options.arena_block_size = 256 * 1024;  // what an idle store holds
+  constexpr size_t kArenaBlock = size_t{256} << 10;  // what an idle store holds
+  options.arena_block_size = kArenaBlock;
   options.compression = rocksdb::kLZ4Compression;
   options.level_compaction_dynamic_level_bytes = true;
   options.max_open_files = 256;  // many stores share the process's descriptors
@@ -208,6 +209,8 @@ class RocksEngine : public Engine {
     options_.sync = syncCommits;
   }
 
+  RocksEngine(const RocksEngine&) = delete;
+  RocksEngine& operator=(const RocksEngine&) = delete;
   ~RocksEngine() override { ToStatus(database_->Close(), "closing"); }
 
   Status Get(Bytes key, const Visitor& visit) const override {

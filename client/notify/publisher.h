@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "common/limits.h"
 #include "contract/kv_store_observer.h"
 #include "contract/status.h"
 #include "contract/types.h"
@@ -21,7 +22,7 @@ namespace KORA::DistributedKv::Client {
 
 // What may wait for slow observers of one store. A change that is larger by itself waits alone.
 inline constexpr size_t kMaxWaitingEntries = 10'000;
-inline constexpr size_t kMaxWaitingBytes = 8 * 1024 * 1024;
+inline constexpr size_t kMaxWaitingBytes = 8 * kMebibyte;
 // How long a writer waits for room before the oldest change is dropped.
 inline constexpr auto kWriterPatience = std::chrono::seconds(1);
 
@@ -59,9 +60,9 @@ class Publisher : public CallbackSource, public std::enable_shared_from_this<Pub
     uint64_t since;  // the number of the first change that it is told of
   };
   struct Waiting {
-    uint64_t number;
-    size_t entries;
-    size_t bytes;
+    uint64_t number = 0;
+    size_t entries = 0;
+    size_t bytes = 0;
     ChangeNotification notification;
   };
   using Observers = std::vector<std::shared_ptr<KvStoreObserver>>;

@@ -53,7 +53,7 @@ std::optional<Version> ParseVersion(Bytes stored) {
 
 Blob ToBlob(Bytes bytes) {
   // A blob copies what it is made of, so the vector in between is kept for the next one.
-  constexpr size_t kMaxKept = 64 * 1024;
+  constexpr size_t kMaxKept = 65'536;
   thread_local std::vector<uint8_t> kept;
   if (bytes.size() > kMaxKept) return Blob(std::vector<uint8_t>(bytes.begin(), bytes.end()));
   kept.assign(bytes.begin(), bytes.end());

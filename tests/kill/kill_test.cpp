@@ -8,6 +8,7 @@
 // All operations follow from the seed and their number, so that both sides know them without telling each
 // other.
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -190,9 +191,10 @@ class KillTest {
     if (pipe2(pipe_ends, O_CLOEXEC) != 0) Fail("pipe");
     const pid_t child = Start(churns, pipe_ends[1]);
     close(pipe_ends[1]);
-    // Half of the rounds end while the store is being opened or shortly after.
-    const auto longest = std::chrono::microseconds(round_ % 2 == 0 ? 30'000 : 300'000);
-    std::this_thread::sleep_for(std::chrono::microseconds(random_() % longest.count()));
+    // Some rounds end while the store is being opened, most while it is written.
+    const bool opening = round_ % 4 == 0;
+    if (!opening && !churns) AwaitInput(pipe_ends[0]);
+    std::this_thread::sleep_for(std::chrono::microseconds(random_() % (opening ? 30'000 : 150'000)));
     kill(child, SIGKILL);
     Number last = done_;
     for (Number number = 0; read(pipe_ends[0], &number, sizeof number) == sizeof number;) last = number;
@@ -201,6 +203,12 @@ class KillTest {
     waitpid(child, &status, 0);
     if (!WIFSIGNALED(status)) Fail("the child ended by itself in round " + std::to_string(round_));
     return last;
+  }
+
+  static void AwaitInput(int file) {
+    pollfd input{file, POLLIN, 0};
+    constexpr int kMilliseconds = 60'000;
+    if (poll(&input, 1, kMilliseconds) != 1) Fail("no acknowledgement");
   }
 
   pid_t Start(bool churns, int acknowledgements) const {
