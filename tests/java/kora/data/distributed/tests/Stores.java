@@ -1,0 +1,43 @@
+package kora.data.distributed.tests;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+
+import java.util.concurrent.atomic.AtomicInteger;
+import java.util.function.Supplier;
+import kora.data.distributed.common.KvManager;
+import kora.data.distributed.common.KvManagerFactory;
+import kora.data.distributed.common.KvStoreErrorCode;
+import kora.data.distributed.common.KvStoreException;
+import org.junit.jupiter.api.Assumptions;
+import org.junit.jupiter.api.function.Executable;
+
+/** What the tests have in common. */
+final class Stores {
+  private static final AtomicInteger APPLICATIONS = new AtomicInteger();
+
+  private Stores() {}
+
+  /** A manager of an application that no other test uses. */
+  static KvManager manager() {
+    return KvManagerFactory.create("test-" + ProcessHandle.current().pid() + "-" + APPLICATIONS.incrementAndGet());
+  }
+
+  static KvStoreException assertFails(KvStoreErrorCode code, Executable call) {
+    KvStoreException failure = assertThrows(KvStoreException.class, call);
+    assertEquals(code, failure.getErrorCode(), failure.toString());
+    assertFalse(failure.getMessage().isBlank());
+    return failure;
+  }
+
+  /** The result of the call, or an end of the test when the store client does not offer it. */
+  static <T> T ifSupported(Supplier<T> call) {
+    try {
+      return call.get();
+    } catch (KvStoreException failure) {
+      Assumptions.assumeFalse(failure.getErrorCode() == KvStoreErrorCode.NOT_SUPPORT, "not offered by this client");
+      throw failure;
+    }
+  }
+}
