@@ -20,8 +20,8 @@ step() {
     return 0
   fi
   printf 'FAILED (%d s)\n' $((SECONDS - started))
-  printf -- '--- the end of %s ---\n' "$log"
-  tail -n 60 "$log"
+  printf -- '--- the end of %s, without what passed ---\n' "$log"
+  grep -vE '^ *Start +[0-9]+: |^ *[0-9]+/[0-9]+ Test +#.* Passed ' "$log" | tail -n 80 || true
   printf -- '---\n'
   return 1
 }
