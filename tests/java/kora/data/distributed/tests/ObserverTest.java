@@ -20,9 +20,12 @@ import kora.data.distributed.common.Entry;
 import kora.data.distributed.common.KvManager;
 import kora.data.distributed.common.KvStoreErrorCode;
 import kora.data.distributed.common.KvStoreObserver;
+import kora.data.distributed.common.KvStoreServiceDeathRecipient;
 import kora.data.distributed.common.SubscribeType;
 import kora.data.distributed.common.Subscription;
 import kora.data.distributed.common.Value;
+import kora.data.distributed.device.DeviceChangeCallback;
+import kora.data.distributed.device.DeviceFilterStrategy;
 import kora.data.distributed.user.KvStoreSnapshot;
 import kora.data.distributed.user.MultiKvStore;
 import kora.data.distributed.user.SingleKvStore;
@@ -177,6 +180,25 @@ class ObserverTest {
     assertEquals(2, next().getInsertEntries().size() + next().getUpdateEntries().size());
     multi.close();
     assertFails(KvStoreErrorCode.STORE_NOT_OPEN, () -> second.getInt("a"));
+  }
+
+  @Test
+  void listenersOfAManagerAreRegisteredOnceEach() {
+    KvStoreServiceDeathRecipient recipient = () -> {};
+    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> manager.unregisterDeathRecipient(recipient));
+    Subscription registration = manager.registerDeathRecipient(recipient);
+    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> manager.registerDeathRecipient(recipient));
+    registration.close();
+    manager.registerDeathRecipient(recipient);
+    manager.unregisterDeathRecipient(recipient);
+    manager.registerDeathRecipient(recipient);
+
+    DeviceChangeCallback listener = (device, status) -> {};
+    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> manager.unregisterDeviceListener(listener));
+    ifSupported(() -> manager.registerDeviceListener(listener, DeviceFilterStrategy.NO_FILTER));
+    assertFails(KvStoreErrorCode.INVALID_ARGUMENT,
+        () -> manager.registerDeviceListener(listener, DeviceFilterStrategy.FILTER));
+    manager.unregisterDeviceListener(listener);
   }
 
   private ChangeNotification next() throws InterruptedException {
