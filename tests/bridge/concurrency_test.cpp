@@ -19,7 +19,7 @@ using fake::Java;
 using fake::ThreadEnv;
 namespace kv = KORA::DistributedKv;
 
-constexpr int kRounds = 300;
+constexpr int kRounds = 1000;
 
 Datum New(const char* type) {
   return {0, Java::Get().Env().New(&Java::Get().ByShortName(type))};

@@ -1,8 +1,11 @@
 // The helpers that natives are made of, where a native does not show all that they do.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <thread>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "jni/java_c_utils.h"
@@ -21,6 +24,8 @@ using KORA::DistributedKv::JavaCUtils;
 using KORA::DistributedKv::JavaException;
 using KORA::DistributedKv::JNIEnvHelper;
 using KORA::DistributedKv::Status;
+
+static_assert(!std::is_copy_constructible_v<JavaClass>, "a copy would delete its reference twice");
 
 class JniTest : public testing::Test {
  protected:
@@ -144,6 +149,29 @@ TEST_F(JniTest, EntryThatCannotBeBuiltIsANullInTheList) {
   const std::vector<fake::kv::Entry> entries = {{fake::kv::Key("a"), fake::kv::Value()},
                                                 {fake::kv::Key("b"), fake::kv::Value("\x01z")}};
   EXPECT_EQ("List{null,Entry(\"b\",Value(1,[7a]))}", Text(JavaCUtils::BuildJavaList(env_, entries)));
+}
+
+// An entry that cannot be made is left out, and its parts go.
+TEST_F(JniTest, SyncResultsLeaveOutWhatCannotBeMade) {
+  const std::map<std::string, Status> results = {
+      {"d1", Status::SUCCESS}, {"d2", Status::DB_ERROR}, {"d3", static_cast<Status>(1)}};
+  EXPECT_EQ("Map{\"d1\":Integer(0),\"d2\":Integer(1),\"d3\":Integer(1)}",
+            Text(JavaCUtils::HashMapDatas(env_, results)));
+  for (const auto& [function, nth] : {std::pair("NewStringUTF", 1), std::pair("NewObject", 2)}) {
+    Java::Get().Env().Take();
+    Java::Get().FailCall(function, nth);
+    EXPECT_EQ("Map{\"d2\":Integer(1),\"d3\":Integer(1)}", Text(JavaCUtils::HashMapDatas(env_, results)));
+    Java::Get().FailNothing();
+    EXPECT_EQ(1U, Java::Get().Env().Take().locals.size()) << "more than the map is left after " << function;
+  }
+}
+
+// Constants are looked up with the type of the device status, whatever the class.
+TEST_F(JniTest, OnlyDeviceStatusHasConstantsByName) {
+  const std::string common = "kora/data/distributed/common/";
+  EXPECT_EQ("DeviceStatus.OFFLINE", Text(JavaCUtils::GetJavaEnumByName(
+                                        env_, "kora/data/distributed/device/DeviceStatus", "OFFLINE")));
+  EXPECT_EQ(nullptr, JavaCUtils::GetJavaEnumByName(env_, common + "KvStoreErrorCode", "DB_ERROR"));
 }
 
 // Each group fails by itself: the others and the device are there.

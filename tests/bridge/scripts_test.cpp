@@ -33,6 +33,10 @@ TEST_P(ScriptTest, RunsToTheLetter) {
   fake::Play(Sections()[GetParam()]);
 }
 
+TEST_P(ScriptTest, KeepsTheRulesOfJniWhateverFails) {
+  fake::PlayOpenFailures(Sections()[GetParam()]);
+}
+
 TEST_P(ScriptTest, LetsNoCppExceptionOut) {
   const Section& section = Sections()[GetParam()];
   const bool callsClient = std::any_of(section.steps.begin(), section.steps.end(),

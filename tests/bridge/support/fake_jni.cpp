@@ -10,6 +10,7 @@
 #include <cstring>
 #include <iterator>
 #include <sstream>
+#include <thread>
 #include <utility>
 
 #include "support/java.h"
@@ -93,6 +94,7 @@ jclass FindClass(JNIEnv* env, const char* name) {
 
 jclass GetObjectClass(JNIEnv* env, jobject object) {
   const Object* resolved = Required(env, object, "GetObjectClass");
+  std::this_thread::yield();  // another thread may come between a lookup and the call that it is for
   Call call(env, "GetObjectClass", resolved == nullptr ? "null" : resolved->type->ShortName());
   if (call.Fails() || resolved == nullptr) return nullptr;
   return static_cast<jclass>(call.Local(resolved->type->mirror));

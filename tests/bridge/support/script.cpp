@@ -449,6 +449,23 @@ void Play(const Section& section) {
   }
 }
 
+void PlayOpenFailures(const Section& section) {
+  std::map<std::string, int> calls;
+  for (const Line& step : section.steps) {
+    const std::string function = Function(step.text);
+    const int nth = ++calls[function];
+    const bool isJni = std::isupper(static_cast<unsigned char>(function[0])) != 0 && function[1] != ':';
+    if (step.fallible || !isJni) continue;
+    SCOPED_TRACE("fails: " + step.text);
+    Prepare(section);
+    Java::Get().FailCall(function, nth);
+    Invoke(section.target, ParseValues(Java::Get().Env(), section.arguments));
+    Java::Get().FailNothing();
+    EXPECT_EQ(0U, Java::Get().Env().Take().buffers + Java::Get().LastDetached().buffers);
+    CleanUp(section);
+  }
+}
+
 void PlayWithThrowingClient(const Section& section) {
   Prepare(section);
   Client::Get().answers.throws = true;

@@ -55,6 +55,8 @@ std::map<std::string, Operation>& Operations();
 
 // Plays the section once as it should go, once for each step that can fail, and each of its cases.
 void Play(const Section& section);
+// Plays it once for each JNI call whose failure the script leaves open: nothing may break the rules of JNI.
+void PlayOpenFailures(const Section& section);
 // Plays it with a client that throws C++ exceptions: nothing may leave the native.
 void PlayWithThrowingClient(const Section& section);
 
