@@ -9,6 +9,9 @@ export JAVA_HOME
 build_packages=(g++ cmake ninja-build openjdk-17-jdk-headless librocksdb-dev
   libpicocli-java libjackson2-core-java libcommons-csv-java unicode-data)
 
+# What CTest and clang-tidy write about tests and files that are in order.
+passed_lines='^ *Start +[0-9]+: |^ *[0-9]+/[0-9]+ Test +#.* Passed |^clang-tidy-14 |warnings? generated\.$'
+
 # step LOG LABEL COMMAND...: runs the command with its output in build/LOG.log, which is shown when it fails.
 step() {
   local log=build/$1.log label=$2 started=$SECONDS
@@ -21,7 +24,7 @@ step() {
   fi
   printf 'FAILED (%d s)\n' $((SECONDS - started))
   printf -- '--- the end of %s, without what passed ---\n' "$log"
-  grep -vE '^ *Start +[0-9]+: |^ *[0-9]+/[0-9]+ Test +#.* Passed ' "$log" | tail -n 80 || true
+  grep -vE "$passed_lines" "$log" | tail -n 80 || true
   printf -- '---\n'
   return 1
 }
