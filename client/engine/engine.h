@@ -89,11 +89,13 @@ class Engine : public View {
 
 struct EngineOptions {
   std::filesystem::path folder;
+  bool create = false;        // whether the folder holds no database yet
   bool syncCommits = false;   // whether each commit waits for the disk
   uint64_t memoryBudget = 0;  // bytes for all engines of the process; the first one's holds
 };
 
-// Opens or creates the database in a folder that is there. Empty on failure.
+// Opens or creates the database in a folder that is there. Empty on failure, also when what should be there
+// is not.
 std::unique_ptr<Engine> OpenEngine(const EngineOptions& options);
 
 }  // namespace KORA::DistributedKv::Client

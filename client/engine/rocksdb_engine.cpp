@@ -8,6 +8,7 @@
 #include <rocksdb/write_batch.h>
 #include <rocksdb/write_buffer_manager.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdio>
@@ -36,23 +37,31 @@ Status ToStatus(const rocksdb::Status& status, const char* action) {
   return Status::DB_ERROR;
 }
 
-// What RocksDB itself has to say goes to the platform log instead of a file in the store.
+// What RocksDB itself has to say goes to the platform log instead of a file in the store. Its warnings tell
+// of nothing unusual, a writer that waits for a flush for one.
 class EngineLog : public rocksdb::Logger {
  public:
-  EngineLog() : Logger(rocksdb::InfoLogLevel::ERROR_LEVEL) {}
+  EngineLog() : Logger(rocksdb::InfoLogLevel::WARN_LEVEL) {}
 
-  void Logv(const char* format, va_list arguments) override {
+  using Logger::Logv;
+  void Logv(rocksdb::InfoLogLevel level, const char* format, va_list arguments) override {
+    if (level < GetInfoLogLevel()) return;
     std::array<char, 1024> line{};
     std::vsnprintf(line.data(), line.size(), format, arguments);
-    __android_log_print(KORA_LOG_WARN, kLogTag, "engine: %s", line.data());
+    const int priority = level == rocksdb::InfoLogLevel::WARN_LEVEL ? KORA_LOG_INFO : KORA_LOG_ERROR;
+    __android_log_print(priority, kLogTag, "engine: %s", line.data());
   }
 };
+
+// What flushes, compactions and the heap's own management take beside the cache.
+constexpr uint64_t kWorkingMemory = uint64_t{8} << 20;
 
 // Memory that all databases of the process share: the write buffers count against the cache.
 struct SharedMemory {
   explicit SharedMemory(uint64_t budget)
-      : cache(rocksdb::NewLRUCache(budget, kShardBits)),
-        writeBuffers(std::make_shared<rocksdb::WriteBufferManager>(budget / 4, cache)) {}
+      : cache(rocksdb::NewLRUCache(std::max(budget / 2, budget - std::min(budget, kWorkingMemory)),
+                                   kShardBits)),
+        writeBuffers(std::make_shared<rocksdb::WriteBufferManager>(cache->GetCapacity() / 4, cache)) {}
 
   static constexpr int kShardBits = 4;  // few shards, so that one large block does not fill one
 
@@ -84,7 +93,7 @@ rocksdb::BlockBasedTableOptions TableOptions(const SharedMemory& memory) {
 rocksdb::Options DatabaseOptions(const EngineOptions& wanted) {
   const SharedMemory& memory = MemoryOfProcess(wanted.memoryBudget);
   rocksdb::Options options;
-  options.create_if_missing = true;
+  options.create_if_missing = wanted.create;
   options.env = EnvOfProcess();
   options.info_log = std::make_shared<EngineLog>();
   options.table_factory.reset(rocksdb::NewBlockBasedTableFactory(TableOptions(memory)));

@@ -86,11 +86,12 @@ std::filesystem::path PathOf(const Settings& settings, const StoreName& name) {
   return settings.home / name.application / name.store;
 }
 
-std::unique_ptr<Engine> OpenEngineIn(const std::filesystem::path& folder) {
+std::unique_ptr<Engine> OpenEngineIn(const std::filesystem::path& folder, bool create) {
   const Settings* settings = nullptr;
   if (FindSettings(settings) != Status::SUCCESS) return nullptr;
   EngineOptions options;
   options.folder = folder;
+  options.create = create;
   options.syncCommits = settings->durability == Durability::kPower;
   options.memoryBudget = settings->memoryBudget;
   return OpenEngine(options);
@@ -184,7 +185,7 @@ Status StoreRegistry::OpenFolder(const StoreFolder& folder, const StoreTraits& w
   if (status == Status::SUCCESS) status = ReadDevice(folder.Path().parent_path().parent_path(), device);
   if (status != Status::SUCCESS) return status;
 
-  std::unique_ptr<Engine> engine = OpenEngineIn(folder.Path());
+  std::unique_ptr<Engine> engine = OpenEngineIn(folder.Path(), is_new);
   if (!engine) return Status::DB_ERROR;
   auto opened = std::make_shared<Store>(folder.Path().filename().string(), wanted, std::move(engine), device);
   status = opened->Load();

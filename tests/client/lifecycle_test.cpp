@@ -89,11 +89,17 @@ TEST_F(Lifecycle, CleansUpWhatWasCutOff) {
   EXPECT_FALSE(std::filesystem::exists(Folder(".deleted.1.1")));
 }
 
-TEST_F(Lifecycle, RefusesADamagedStore) {
-  Open();
-  std::ofstream(Folder("store") / "STORE") << "format=2\n";
-  Open("store", Creating(), Status::DB_ERROR);
-  EXPECT_TRUE(std::filesystem::exists(Folder("store") / "CURRENT"));
+TEST_F(Lifecycle, RefusesADamagedStoreAndLeavesItAlone) {
+  Put(*Open("engine"), "k", "v");
+  std::filesystem::rename(Folder("engine") / "CURRENT", Folder("engine") / "moved");
+  Open("engine", Creating(), Status::DB_ERROR);
+  std::filesystem::rename(Folder("engine") / "moved", Folder("engine") / "CURRENT");
+  EXPECT_EQ(Get(*Open("engine"), "k"), "v");
+
+  Open("traits");
+  std::ofstream(Folder("traits") / "STORE") << "format=2\n";
+  Open("traits", Creating(), Status::DB_ERROR);
+  EXPECT_TRUE(std::filesystem::exists(Folder("traits") / "CURRENT"));
 }
 
 TEST_F(Lifecycle, KindAndSecurityLevelAreSettledAtCreation) {

@@ -126,6 +126,7 @@ TEST_F(Transactions, ClearTakesPart) {
   std::filesystem::create_directories(Folder("plain"));
   Client::EngineOptions options;
   options.folder = Folder("plain");
+  options.create = true;
   options.memoryBudget = 8 << 20;
   Client::Store store("plain", {}, Client::OpenEngine(options), "device");
   ASSERT_EQ(store.Load(), Status::SUCCESS);

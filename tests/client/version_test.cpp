@@ -54,6 +54,7 @@ class Versions : public testing::Test {
   std::unique_ptr<Engine> OpenRaw() const {
     EngineOptions options;
     options.folder = folder_;
+    options.create = true;
     options.memoryBudget = 8 << 20;
     return OpenEngine(options);
   }
