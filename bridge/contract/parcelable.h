@@ -12,6 +12,7 @@ class RefBase {
  public:
   RefBase() = default;
   RefBase(const RefBase& /*other*/) noexcept {}  // a copy is counted on its own
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): assigns nothing, the counter is the object's own
   RefBase& operator=(const RefBase& /*other*/) noexcept { return *this; }
 
   virtual void RefPtrCallback() {}

@@ -27,7 +27,7 @@ public interface MultiKvStore extends KvStore, KvWriter {
    * Has an observer told of all changes, local and remote, each with a snapshot taken right after it. The
    * subscription keeps this store open until it is closed.
    *
-   * @param observer the observer
+   * @param observer the observer; it can be subscribed once to each store object
    * @return ends the subscription when closed
    * @throws KvStoreException STORE_ALREADY_SUBSCRIBE, NOT_SUPPORT, STORE_NOT_OPEN
    */

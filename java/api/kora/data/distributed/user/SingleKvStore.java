@@ -23,7 +23,7 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    * Has an observer told of changes. The subscription keeps this store open until it is closed.
    *
    * @param type which changes
-   * @param observer the observer
+   * @param observer the observer; it can be subscribed once to each store object
    * @return ends the subscription when closed
    * @throws KvStoreException STORE_ALREADY_SUBSCRIBE, STORE_NOT_OPEN
    */
