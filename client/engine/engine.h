@@ -18,8 +18,9 @@ using Bytes = std::string_view;
 
 // A failure of the engine is DB_ERROR, with one line in the log that carries the engine's text.
 
-// Walks entries in the order of their key bytes, over the state at the cursor's creation. One thread at a
-// time. What Key and Value answer holds until the next move.
+// Walks the entries whose keys begin with one prefix in the order of their key bytes, over the state at the
+// cursor's creation. One thread at a time. What Key and Value answer holds until the next move. Next and Prev
+// are for a valid cursor; one that has left the entries comes back by a seek.
 class Cursor {
  public:
   Cursor() = default;
@@ -29,9 +30,13 @@ class Cursor {
 
   virtual bool Valid() const = 0;
   virtual void Next() = 0;
+  virtual void Prev() = 0;
+  // To the first entry whose key is not less than `key`.
+  virtual void Seek(Bytes key) = 0;
+  virtual void SeekToLast() = 0;
   virtual Bytes Key() const = 0;
   virtual Bytes Value() const = 0;
-  // Why the cursor is not valid any more: SUCCESS at the end of the entries, else DB_ERROR.
+  // Why the cursor is not valid any more: SUCCESS beyond either end of the entries, else DB_ERROR.
   virtual Status Result() const = 0;
 };
 
@@ -49,6 +54,9 @@ class View {
   virtual Status Get(Bytes key, const Visitor& visit) const = 0;
   // A cursor at the first of the entries whose keys begin with `prefix`.
   virtual std::unique_ptr<Cursor> Entries(Bytes prefix) const = 0;
+  // The state of this moment, for any number of threads. It and its cursors end before the engine, no matter
+  // when what it was taken of ends.
+  virtual std::unique_ptr<View> NewSnapshot() const = 0;
 };
 
 // Writes that take effect together or not at all. The last write of a key wins. One thread at a time.
@@ -66,7 +74,8 @@ class Batch {
   virtual Status Commit() = 0;
 };
 
-// A batch that can be looked into. As a view it shows the engine as if the batch were written.
+// A batch that can be looked into. As a view it shows the engine as if the batch were written. A snapshot
+// shares the batch's memory; the first write after it copies the batch.
 class IndexedBatch : public Batch, public View {
  public:
   // No value: the key is deleted.
@@ -76,7 +85,8 @@ class IndexedBatch : public Batch, public View {
   virtual void Changes(Bytes prefix, const ChangeVisitor& visit) const = 0;
 };
 
-// An open database; its end closes it. Any thread may call. Batches and cursors end before their engine.
+// An open database; its end closes it. Any thread may call. Batches, cursors and snapshots end before
+// their engine.
 class Engine : public View {
  public:
   virtual std::unique_ptr<Batch> NewBatch() = 0;

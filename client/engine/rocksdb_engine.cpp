@@ -122,31 +122,87 @@ std::string EndOfPrefix(Bytes prefix) {
   return end;
 }
 
+using WriteIndex = rocksdb::WriteBatchWithIndex;
+
+// One state of the database, seen through `writes` if there are any. No snapshot: the newest state.
+struct RocksState {
+  rocksdb::DB& database;
+  std::shared_ptr<const rocksdb::Snapshot> snapshot;
+  std::shared_ptr<WriteIndex> writes;
+
+  rocksdb::ReadOptions Options() const {
+    rocksdb::ReadOptions options;
+    options.snapshot = snapshot.get();
+    return options;
+  }
+};
+
 class RocksCursor : public Cursor {
  public:
-  // Reads the database, and through `batch` if there is one.
-  RocksCursor(rocksdb::DB& database, rocksdb::WriteBatchWithIndex* batch, Bytes prefix)
-      : prefix_(prefix), end_(EndOfPrefix(prefix)), upperBound_(end_) {
-    rocksdb::ReadOptions options;
+  RocksCursor(RocksState state, Bytes prefix)
+      : state_(std::move(state)), prefix_(prefix), end_(EndOfPrefix(prefix)), upperBound_(end_) {
+    rocksdb::ReadOptions options = state_.Options();
     if (!end_.empty()) options.iterate_upper_bound = &upperBound_;
-    entries_.reset(database.NewIterator(options));
-    if (batch != nullptr) entries_.reset(batch->NewIteratorWithBase(entries_.release()));
+    entries_.reset(state_.database.NewIterator(options));
+    if (state_.writes) entries_.reset(state_.writes->NewIteratorWithBase(entries_.release()));
     entries_->Seek(prefix_);
   }
 
   // The bound keeps the database from reading on; a batch knows none.
   bool Valid() const override { return entries_->Valid() && entries_->key().starts_with(prefix_); }
   void Next() override { entries_->Next(); }
+  void Prev() override { entries_->Prev(); }
+  void Seek(Bytes key) override { entries_->Seek(ToSlice(std::max(key, Bytes(prefix_)))); }
+  void SeekToLast() override {
+    if (end_.empty()) {
+      entries_->SeekToLast();
+      return;
+    }
+    entries_->SeekForPrev(end_);
+    if (entries_->Valid() && entries_->key() == end_) entries_->Prev();
+  }
   Bytes Key() const override { return ToBytes(entries_->key()); }
   Bytes Value() const override { return ToBytes(entries_->value()); }
   Status Result() const override { return ToStatus(entries_->status(), "reading entries"); }
 
  private:
+  const RocksState state_;
   const std::string prefix_;
   const std::string end_;
   const rocksdb::Slice upperBound_;
   std::unique_ptr<rocksdb::Iterator> entries_;
 };
+
+Status Read(const RocksState& state, Bytes key, const View::Visitor& visit) {
+  rocksdb::PinnableSlice value;
+  const rocksdb::Status status =
+      state.writes
+          ? state.writes->GetFromBatchAndDB(&state.database, state.Options(), ToSlice(key), &value)
+          : state.database.Get(state.Options(), state.database.DefaultColumnFamily(), ToSlice(key), &value);
+  if (status.ok()) visit(ToBytes(value));
+  return ToStatus(status, "reading");
+}
+
+class RocksSnapshot : public View {
+ public:
+  explicit RocksSnapshot(RocksState state) : state_(std::move(state)) {}
+
+  Status Get(Bytes key, const Visitor& visit) const override { return Read(state_, key, visit); }
+  std::unique_ptr<Cursor> Entries(Bytes prefix) const override {
+    return std::make_unique<RocksCursor>(state_, prefix);
+  }
+  std::unique_ptr<View> NewSnapshot() const override { return std::make_unique<RocksSnapshot>(state_); }
+
+ private:
+  const RocksState state_;
+};
+
+std::unique_ptr<View> TakeSnapshot(rocksdb::DB& database, std::shared_ptr<WriteIndex> writes) {
+  std::shared_ptr<const rocksdb::Snapshot> snapshot(
+      database.GetSnapshot(),
+      [&database](const rocksdb::Snapshot* taken) { database.ReleaseSnapshot(taken); });
+  return std::make_unique<RocksSnapshot>(RocksState{database, std::move(snapshot), std::move(writes)});
+}
 
 class RocksBatch : public Batch {
  public:
@@ -170,33 +226,54 @@ class RocksBatch : public Batch {
   rocksdb::WriteBatch writes_;
 };
 
+std::shared_ptr<WriteIndex> NewWriteIndex() {
+  constexpr bool kLastWriteOfAKey = true;
+  return std::make_shared<WriteIndex>(rocksdb::BytewiseComparator(), 0, kLastWriteOfAKey);
+}
+
+std::shared_ptr<WriteIndex> Copy(WriteIndex& writes) {
+  std::shared_ptr<WriteIndex> copy = NewWriteIndex();
+  const std::unique_ptr<rocksdb::WBWIIterator> entries(writes.NewIterator());
+  for (entries->SeekToFirst(); entries->Valid(); entries->Next()) {
+    const rocksdb::WriteEntry entry = entries->Entry();
+    if (entry.type == rocksdb::kPutRecord) {
+      copy->Put(entry.key, entry.value);
+    } else {
+      copy->Delete(entry.key);
+    }
+  }
+  return copy;
+}
+
 class RocksIndexedBatch : public IndexedBatch {
  public:
   RocksIndexedBatch(rocksdb::DB& database, const rocksdb::WriteOptions& options)
-      : database_(database), options_(options), writes_(rocksdb::BytewiseComparator(), 0, true) {}
+      : options_(options), state_{database, nullptr, NewWriteIndex()} {}
 
   void Put(Bytes key, Bytes head, Bytes body) override {
     value_.assign(head).append(body);
-    writes_.Put(ToSlice(key), value_);
+    Writes().Put(ToSlice(key), value_);
   }
 
-  void Delete(Bytes key) override { writes_.Delete(ToSlice(key)); }
+  void Delete(Bytes key) override { Writes().Delete(ToSlice(key)); }
 
-  Status Commit() override { return ToStatus(database_.Write(options_, writes_.GetWriteBatch()), "writing"); }
-
-  Status Get(Bytes key, const Visitor& visit) const override {
-    rocksdb::PinnableSlice value;
-    const rocksdb::Status status = writes_.GetFromBatchAndDB(&database_, {}, ToSlice(key), &value);
-    if (status.ok()) visit(ToBytes(value));
-    return ToStatus(status, "reading");
+  Status Commit() override {
+    return ToStatus(state_.database.Write(options_, state_.writes->GetWriteBatch()), "writing");
   }
+
+  Status Get(Bytes key, const Visitor& visit) const override { return Read(state_, key, visit); }
 
   std::unique_ptr<Cursor> Entries(Bytes prefix) const override {
-    return std::make_unique<RocksCursor>(database_, &writes_, prefix);
+    return std::make_unique<RocksCursor>(state_, prefix);
+  }
+
+  std::unique_ptr<View> NewSnapshot() const override {
+    shared_ = true;
+    return TakeSnapshot(state_.database, state_.writes);
   }
 
   void Changes(Bytes prefix, const ChangeVisitor& visit) const override {
-    const std::unique_ptr<rocksdb::WBWIIterator> writes(writes_.NewIterator());
+    const std::unique_ptr<rocksdb::WBWIIterator> writes(state_.writes->NewIterator());
     for (writes->Seek(ToSlice(prefix)); writes->Valid(); writes->Next()) {
       const rocksdb::WriteEntry entry = writes->Entry();
       if (!entry.key.starts_with(ToSlice(prefix))) return;
@@ -206,9 +283,17 @@ class RocksIndexedBatch : public IndexedBatch {
   }
 
  private:
-  rocksdb::DB& database_;
+  // A snapshot's writes are never written to again, not even when the snapshot has ended: another thread may
+  // have been its last reader.
+  WriteIndex& Writes() {
+    if (shared_) state_.writes = Copy(*state_.writes);
+    shared_ = false;
+    return *state_.writes;
+  }
+
   const rocksdb::WriteOptions& options_;
-  mutable rocksdb::WriteBatchWithIndex writes_;  // RocksDB's readers are not const
+  RocksState state_;
+  mutable bool shared_ = false;
   std::string value_;
 };
 
@@ -222,16 +307,13 @@ class RocksEngine : public Engine {
   RocksEngine& operator=(const RocksEngine&) = delete;
   ~RocksEngine() override { ToStatus(database_->Close(), "closing"); }
 
-  Status Get(Bytes key, const Visitor& visit) const override {
-    rocksdb::PinnableSlice value;
-    const rocksdb::Status status = database_->Get({}, database_->DefaultColumnFamily(), ToSlice(key), &value);
-    if (status.ok()) visit(ToBytes(value));
-    return ToStatus(status, "reading");
-  }
+  Status Get(Bytes key, const Visitor& visit) const override { return Read(Newest(), key, visit); }
 
   std::unique_ptr<Cursor> Entries(Bytes prefix) const override {
-    return std::make_unique<RocksCursor>(*database_, nullptr, prefix);
+    return std::make_unique<RocksCursor>(Newest(), prefix);
   }
+
+  std::unique_ptr<View> NewSnapshot() const override { return TakeSnapshot(*database_, nullptr); }
 
   std::unique_ptr<Batch> NewBatch() override { return std::make_unique<RocksBatch>(*database_, options_); }
 
@@ -248,6 +330,8 @@ class RocksEngine : public Engine {
   Status Sync() override { return ToStatus(database_->FlushWAL(true), "synchronising with the disk"); }
 
  private:
+  RocksState Newest() const { return {*database_, nullptr, nullptr}; }
+
   std::unique_ptr<rocksdb::DB> database_;
   rocksdb::WriteOptions options_;
 };
