@@ -63,9 +63,9 @@ void Publisher::AwaitRoom() {
   roomMade_.notify_all();
 }
 
-void Publisher::Publish(Change&& change) noexcept {
+void Publisher::Publish(Change&& change, const std::function<SnapshotMaker()>& snapshots) noexcept {
   const Status status = Guard([&] {
-    Enqueue(std::move(change));
+    Enqueue(std::move(change), snapshots ? snapshots() : nullptr);
     return Status::SUCCESS;
   });
   if (status == Status::SUCCESS) return;
@@ -73,7 +73,7 @@ void Publisher::Publish(Change&& change) noexcept {
   ++lost_;
 }
 
-void Publisher::Enqueue(Change&& change) {
+void Publisher::Enqueue(Change&& change, SnapshotMaker snapshots) {
   const size_t entries = change.Entries();
   const size_t bytes = change.bytes;
   ChangeNotification notification(std::move(change.inserted), std::move(change.updated),
@@ -86,7 +86,7 @@ void Publisher::Enqueue(Change&& change) {
   }
   constexpr auto kWarningInterval = std::chrono::seconds(1);
   if (std::chrono::steady_clock::now() - warned_ >= kWarningInterval) WarnOfLost();
-  waiting_.push_back({nextNumber_++, entries, bytes, std::move(notification)});
+  waiting_.push_back({nextNumber_++, entries, bytes, std::move(notification), std::move(snapshots)});
   waitingEntries_ += entries;
   waitingBytes_ += bytes;
   if (scheduled_) return;
@@ -120,6 +120,14 @@ Publisher::Observers Publisher::ObserversOf(uint64_t number) const {
   return observers;
 }
 
+void Publisher::Tell(KvStoreObserver& observer, const Waiting& change) {
+  if (change.snapshots) {
+    observer.OnChange(change.notification, change.snapshots());
+  } else {
+    observer.OnChange(change.notification);
+  }
+}
+
 bool Publisher::DeliverOne(const Invoker& invoke) {
   std::unique_lock<std::mutex> lock(mutex_);
   if (waiting_.empty()) return scheduled_ = false;
@@ -128,7 +136,7 @@ bool Publisher::DeliverOne(const Invoker& invoke) {
   lock.unlock();
 
   for (const std::shared_ptr<KvStoreObserver>& observer : observers) {
-    invoke([&] { observer->OnChange(oldest.notification); });
+    invoke([&] { Tell(*observer, oldest); });
   }
 
   lock.lock();

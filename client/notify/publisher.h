@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -25,6 +26,9 @@ inline constexpr size_t kMaxWaitingEntries = 10'000;
 inline constexpr size_t kMaxWaitingBytes = 8 * kMebibyte;
 // How long a writer waits for room before the oldest change is dropped.
 inline constexpr auto kWriterPatience = std::chrono::seconds(1);
+
+// Makes the snapshot that one more observer is given with a change; empty where observers are given none.
+using SnapshotMaker = std::function<std::unique_ptr<KvStoreSnapshot>()>;
 
 // Any thread may call. Observers are called on the callback queue, in the order of Publish. One call may
 // still be running when its observer has been taken away.
@@ -46,9 +50,10 @@ class Publisher : public CallbackSource, public std::enable_shared_from_this<Pub
   // last call. Does not wait on the callback thread. Before the store's lock is taken: observers may want it.
   void AwaitRoom();
 
-  // Takes the change of a commit; under the store's lock, which gives the order. Never fails: what finds no
-  // room and no memory is dropped.
-  void Publish(Change&& change) noexcept;
+  // Takes the change of a commit; under the store's lock, which gives the order. `snapshots`, unless empty,
+  // is asked at once for what stays with the change until it is told. Never fails: what finds no room and no
+  // memory is dropped.
+  void Publish(Change&& change, const std::function<SnapshotMaker()>& snapshots) noexcept;
 
   bool DeliverOne(const Invoker& invoke) override;
 
@@ -64,11 +69,13 @@ class Publisher : public CallbackSource, public std::enable_shared_from_this<Pub
     size_t entries = 0;
     size_t bytes = 0;
     ChangeNotification notification;
+    SnapshotMaker snapshots;
   };
   using Observers = std::vector<std::shared_ptr<KvStoreObserver>>;
 
   bool IsFull() const { return waitingEntries_ >= kMaxWaitingEntries || waitingBytes_ >= kMaxWaitingBytes; }
-  void Enqueue(Change&& change);
+  void Enqueue(Change&& change, SnapshotMaker snapshots);
+  static void Tell(KvStoreObserver& observer, const Waiting& change);
   Waiting TakeOldest();
   void WarnOfLost();
   Observers ObserversOf(uint64_t number) const;

@@ -1,6 +1,9 @@
 #include "store/multi_store.h"
 
+#include <utility>
+
 #include "common/guard.h"
+#include "store/snapshot.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -8,16 +11,29 @@ StoreId MultiStore::GetStoreId() const {
   return lease_->Id();
 }
 
-void MultiStore::GetKvStoreSnapshot(std::shared_ptr<KvStoreObserver> /*observer*/,
+void MultiStore::GetKvStoreSnapshot(std::shared_ptr<KvStoreObserver> observer,
                                     std::function<void(Status, std::unique_ptr<KvStoreSnapshot>)> callback) {
-  Guard([&callback] {
-    callback(Status::NOT_SUPPORT, nullptr);
+  std::unique_ptr<KvStoreSnapshot> taken;
+  Status status = observer ? lease_->Subscribe(SubscribeType::ALL, std::move(observer)) : Status::SUCCESS;
+  if (status == Status::SUCCESS) {
+    status = lease_->Call([&taken](Store& store) {
+      auto view = std::make_shared<const Snapshot::ViewReader>(store.shared_from_this(), store.NewSnapshot());
+      taken = std::make_unique<Snapshot>(std::move(view), store.Id());
+      return Status::SUCCESS;
+    });
+  }
+  Guard([&] {
+    callback(status, std::move(taken));
     return Status::SUCCESS;
   });
 }
 
-Status MultiStore::ReleaseKvStoreSnapshot(std::unique_ptr<KvStoreSnapshot> /*snapshot*/) {
-  return Status::NOT_SUPPORT;
+Status MultiStore::ReleaseKvStoreSnapshot(std::unique_ptr<KvStoreSnapshot> snapshot) {
+  if (snapshot == nullptr) return Status::INVALID_ARGUMENT;
+  return lease_->Call([&snapshot](const Store&) {
+    snapshot.reset();
+    return Status::SUCCESS;
+  });
 }
 
 Status MultiStore::Put(const Key& key, const Value& value) {
@@ -52,12 +68,12 @@ Status MultiStore::Rollback() {
   return lease_->Call([](Store& store) { return store.Rollback(); });
 }
 
-Status MultiStore::SubscribeKvStore(SubscribeType /*type*/, std::shared_ptr<KvStoreObserver> /*observer*/) {
-  return Status::NOT_SUPPORT;
+Status MultiStore::SubscribeKvStore(SubscribeType type, std::shared_ptr<KvStoreObserver> observer) {
+  return lease_->Subscribe(type, std::move(observer));
 }
 
-Status MultiStore::UnSubscribeKvStore(SubscribeType /*type*/, std::shared_ptr<KvStoreObserver> /*observer*/) {
-  return Status::NOT_SUPPORT;
+Status MultiStore::UnSubscribeKvStore(SubscribeType type, std::shared_ptr<KvStoreObserver> observer) {
+  return lease_->Call([&](Store& store) { return store.Observers().Unsubscribe(type, observer); });
 }
 
 }  // namespace KORA::DistributedKv::Client

@@ -8,7 +8,8 @@
 
 namespace KORA::DistributedKv::Client {
 
-// What this client does not serve answers NOT_SUPPORT: snapshots, and the observers that would be given them.
+// Read through snapshots. An observer that is given to GetKvStoreSnapshot is subscribed to all changes right
+// before the snapshot is taken, so it misses none that the snapshot lacks.
 class MultiStore : public KvStore {
  public:
   explicit MultiStore(std::unique_ptr<StoreLease> lease) : lease_(std::move(lease)) {}

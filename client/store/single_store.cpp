@@ -1,19 +1,13 @@
 #include "store/single_store.h"
 
+#include <utility>
+
 #include "common/guard.h"
+#include "store/prefix_rows.h"
+#include "store/record.h"
+#include "store/result_set.h"
 
 namespace KORA::DistributedKv::Client {
-
-namespace {
-
-void AnswerNotSupported(const SingleKvStore::ResultSetCallback& callback) {
-  Guard([&callback] {
-    callback(Status::NOT_SUPPORT, nullptr);
-    return Status::SUCCESS;
-  });
-}
-
-}  // namespace
 
 StoreId SingleStore::GetStoreId() const {
   return lease_->Id();
@@ -74,16 +68,38 @@ Status SingleStore::GetEntriesWithQuery(const std::string& /*query*/, std::vecto
   return Status::NOT_SUPPORT;
 }
 
-void SingleStore::GetResultSet(const Key& /*prefixKey*/, ResultSetCallback callback) const {
-  AnswerNotSupported(callback);
+template <typename MakeRows>
+void SingleStore::OpenResultSet(const ResultSetCallback& callback, MakeRows makeRows) const {
+  std::unique_ptr<KvStoreResultSet> opened;
+  const Status status = lease_->Call([&](Store& store) {
+    std::unique_ptr<Rows> rows;
+    const Status made = makeRows(store, rows);
+    return made == Status::SUCCESS ? ResultSet::Open(store.shared_from_this(), std::move(rows), opened)
+                                   : made;
+  });
+  Guard([&] {
+    callback(status, std::move(opened));
+    return Status::SUCCESS;
+  });
+}
+
+void SingleStore::GetResultSet(const Key& prefixKey, ResultSetCallback callback) const {
+  OpenResultSet(callback, [&](const Store& store, std::unique_ptr<Rows>& rows) {
+    rows = std::make_unique<PrefixRows>(store.Id(), store.NewSnapshot(), ToBytes(prefixKey));
+    return Status::SUCCESS;
+  });
 }
 
 void SingleStore::GetResultSetWithQuery(const std::string& /*query*/, ResultSetCallback callback) const {
-  AnswerNotSupported(callback);
+  OpenResultSet(callback, [](const Store&, std::unique_ptr<Rows>&) { return Status::NOT_SUPPORT; });
 }
 
-Status SingleStore::CloseResultSet(std::unique_ptr<KvStoreResultSet>&& /*resultSet*/) {
-  return Status::NOT_SUPPORT;
+Status SingleStore::CloseResultSet(std::unique_ptr<KvStoreResultSet>&& resultSet) {
+  if (resultSet == nullptr) return Status::INVALID_ARGUMENT;
+  return lease_->Call([&](const Store&) {
+    resultSet.reset();
+    return Status::SUCCESS;
+  });
 }
 
 Status SingleStore::GetCountWithQuery(const std::string& /*query*/, int32_t& /*count*/) const {

@@ -8,7 +8,7 @@
 
 namespace KORA::DistributedKv::Client {
 
-// What this client does not serve answers NOT_SUPPORT: queries, result sets, synchronisation, capabilities.
+// What this client does not serve answers NOT_SUPPORT: queries, synchronisation, capabilities.
 class SingleStore : public SingleKvStore {
  public:
   explicit SingleStore(std::unique_ptr<StoreLease> lease) : lease_(std::move(lease)) {}
@@ -41,6 +41,10 @@ class SingleStore : public SingleKvStore {
   Status GetSecurityLevel(SecurityLevel& level) const override;
 
  private:
+  // `makeRows` is given the store and fills in the rows.
+  template <typename MakeRows>
+  void OpenResultSet(const ResultSetCallback& callback, MakeRows makeRows) const;
+
   const std::unique_ptr<StoreLease> lease_;
 };
 

@@ -6,7 +6,10 @@
 #include "common/limits.h"
 #include "common/log.h"
 #include "store/change.h"
+#include "store/checks.h"
 #include "store/record.h"
+#include "store/record_reader.h"
+#include "store/snapshot.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -14,41 +17,6 @@ namespace {
 
 // How far the bound of all versions runs ahead: it is written about once a second, not with each record.
 constexpr Version kReservedAhead = Version{1000} << kVersionCounterBits;
-
-Status Refuse(const char* what, size_t size, const char* unit, size_t limit) {
-  __android_log_print(KORA_LOG_WARN, kLogTag, "refused: %s of %zu %s; the limit is 1 to %zu", what, size,
-                      unit, limit);
-  return Status::INVALID_ARGUMENT;
-}
-
-Status CheckKey(const Key& key) {
-  if (key.Size() >= 1 && key.Size() <= kMaxKeySize) return Status::SUCCESS;
-  return Refuse("a key", key.Size(), "bytes", kMaxKeySize);
-}
-
-Status CheckValue(const Value& value) {
-  if (value.Size() >= 1 && value.Size() <= kMaxValueSize) return Status::SUCCESS;
-  return Refuse("a value", value.Size(), "bytes", kMaxValueSize);
-}
-
-Status CheckEntry(const Entry& entry) {
-  const Status status = CheckKey(entry.key);
-  return status == Status::SUCCESS ? CheckValue(entry.value) : status;
-}
-
-Status CheckBatch(size_t bytes) {
-  return bytes <= kMaxBatchSize ? Status::SUCCESS
-                                : Refuse("a batch or transaction", bytes, "bytes", kMaxBatchSize);
-}
-
-// The first answer of `check` that is not SUCCESS.
-template <typename Items, typename Check>
-Status CheckAll(const Items& items, Check check) {
-  for (const auto& item : items) {
-    if (const Status status = check(item); status != Status::SUCCESS) return status;
-  }
-  return Status::SUCCESS;
-}
 
 size_t SizeOf(const Key& key) {
   return key.Size();
@@ -70,12 +38,6 @@ void PutRecord(Batch& batch, Version version, const Key& key, const Value& value
 
 void DeleteRecord(Batch& batch, const Key& key) {
   batch.Delete(RecordKey(ToBytes(key)));
-}
-
-Status DamagedRecord(const std::string& storeId) {
-  __android_log_print(KORA_LOG_ERROR, kLogTag, "store %s: a record is damaged or of an unknown format",
-                      storeId.c_str());
-  return Status::DB_ERROR;
 }
 
 }  // namespace
@@ -107,44 +69,31 @@ Status Store::WithView(Read read) const {
 }
 
 Status Store::Get(const Key& key, Value& value) const {
-  if (const Status status = CheckKey(key); status != Status::SUCCESS) return status;
-  bool damaged = false;
-  const Status status = WithView([&](const View& view) {
-    return view.Get(RecordKey(ToBytes(key)), [&](Bytes stored) {
-      const std::optional<Record> record = ParseRecord(stored);
-      damaged = !record;
-      if (record) value = ToBlob(record->value);
-    });
-  });
-  return damaged ? DamagedRecord(id_) : status;
+  return WithView([&](const View& view) { return RecordReader(view, id_).Get(key, value); });
 }
 
 Status Store::GetEntries(const Key& prefix, std::vector<Entry>& entries) const {
-  std::vector<Entry> found;
-  const Status status = WithView([&](const View& view) {
-    const std::unique_ptr<Cursor> cursor = view.Entries(RecordKey(ToBytes(prefix)));
-    for (; cursor->Valid(); cursor->Next()) {
-      const std::optional<Record> record = ParseRecord(cursor->Value());
-      if (!record) return DamagedRecord(id_);
-      found.emplace_back(ToBlob(KeyOfRecord(cursor->Key())), ToBlob(record->value));
-    }
-    return cursor->Result();
+  return WithView([&](const View& view) { return RecordReader(view, id_).GetEntries(prefix, entries); });
+}
+
+std::unique_ptr<View> Store::NewSnapshot() const {
+  std::unique_ptr<View> snapshot;
+  WithView([&](const View& view) {
+    snapshot = view.NewSnapshot();
+    return Status::SUCCESS;
   });
-  if (status == Status::SUCCESS) entries = std::move(found);
-  return status;
+  return snapshot;
 }
 
 Status Store::Put(const Key& key, const Value& value) {
-  Status status = CheckKey(key);
-  if (status == Status::SUCCESS) status = CheckValue(value);
-  if (status != Status::SUCCESS) return status;
+  if (const Status status = CheckEntry(key, value); status != Status::SUCCESS) return status;
   return Write(key.Size() + value.Size(),
                [&](Batch& batch, Version version) { PutRecord(batch, version, key, value); });
 }
 
 Status Store::PutBatch(const std::vector<Entry>& entries) {
   if (entries.empty()) return Status::SUCCESS;
-  if (const Status status = CheckAll(entries, CheckEntry); status != Status::SUCCESS) return status;
+  if (const Status status = CheckEntries(entries); status != Status::SUCCESS) return status;
   return Write(SizeOfAll(entries), [&](Batch& batch, Version version) {
     for (const Entry& entry : entries) PutRecord(batch, version, entry.key, entry.value);
   });
@@ -157,7 +106,7 @@ Status Store::Delete(const Key& key) {
 
 Status Store::DeleteBatch(const std::vector<Key>& keys) {
   if (keys.empty()) return Status::SUCCESS;
-  if (const Status status = CheckAll(keys, CheckKey); status != Status::SUCCESS) return status;
+  if (const Status status = CheckKeys(keys); status != Status::SUCCESS) return status;
   return Write(SizeOfAll(keys), [&](Batch& batch, Version) {
     for (const Key& key : keys) DeleteRecord(batch, key);
   });
@@ -223,8 +172,21 @@ Status Store::CommitObserved(IndexedBatch& batch) {
   Change change;
   Status status = DescribeChange(batch, *engine_, change);
   if (status == Status::SUCCESS) status = CommitWithClock(batch);
-  if (status == Status::SUCCESS && change.Entries() > 0) publisher_->Publish(std::move(change));
+  if (status == Status::SUCCESS && change.Entries() > 0) Publish(std::move(change));
   return status;
+}
+
+// Under the write lock, so that the snapshot is that of the commit.
+void Store::Publish(Change&& change) {
+  if (traits_.kind == StoreKind::kSingle) {
+    publisher_->Publish(std::move(change), nullptr);
+    return;
+  }
+  publisher_->Publish(std::move(change), [this]() -> SnapshotMaker {
+    const auto view =
+        std::make_shared<const Snapshot::ViewReader>(shared_from_this(), engine_->NewSnapshot());
+    return [view, id = id_] { return std::make_unique<Snapshot>(view, id); };
+  });
 }
 
 // Keeps the bound of all versions ahead of those that the batch brings.
@@ -284,6 +246,7 @@ void Store::Close() {
   const std::lock_guard<std::mutex> lock(writing_);
   if (!engine_) return;
   EndTransaction();
+  readers_.DetachAll();
   engine_->Sync();
   engine_.reset();
 }

@@ -14,6 +14,7 @@
 #include "engine/engine.h"
 #include "notify/publisher.h"
 #include "store/hybrid_clock.h"
+#include "store/readers.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -27,7 +28,7 @@ struct StoreTraits {
 
 // Any thread may call the operations, inside a pass of the gate. One write lock gives versions, writes and
 // notifications the same order. Reads take it only while a transaction is open.
-class Store {
+class Store : public std::enable_shared_from_this<Store> {
  public:
   // `deviceId` is this device's, as notifications name it.
   Store(std::string storeId, StoreTraits traits, std::unique_ptr<Engine> engine, std::string deviceId);
@@ -39,9 +40,12 @@ class Store {
   const StoreTraits& Traits() const { return traits_; }
   OperationGate& Gate() { return gate_; }
   Publisher& Observers() { return *publisher_; }
+  Readers& OpenReaders() { return readers_; }
 
   Status Get(const Key& key, Value& value) const;
   Status GetEntries(const Key& prefix, std::vector<Entry>& entries) const;
+  // What Get sees now. Must end before Close: what keeps it is a reader.
+  std::unique_ptr<View> NewSnapshot() const;
   Status Put(const Key& key, const Value& value);
   Status PutBatch(const std::vector<Entry>& entries);
   Status Delete(const Key& key);
@@ -51,7 +55,8 @@ class Store {
   Status Commit();
   Status Rollback();
 
-  // Rolls an open transaction back and closes the engine. No operation may be running or follow.
+  // Rolls an open transaction back, detaches the readers and closes the engine. No operation may be running
+  // or follow.
   void Close();
 
  private:
@@ -65,6 +70,7 @@ class Store {
   Status WriteToTransaction(size_t bytes, Fill fill);
   Status ListKeys(std::vector<Key>& keys) const;
   Status CommitObserved(IndexedBatch& batch);
+  void Publish(Change&& change);
   Status CommitWithClock(Batch& batch);
   void EndTransaction();
 
@@ -72,6 +78,7 @@ class Store {
   const StoreTraits traits_;
   OperationGate gate_;
   const std::shared_ptr<Publisher> publisher_;
+  Readers readers_;
   std::unique_ptr<Engine> engine_;
 
   mutable std::mutex writing_;  // guards all below

@@ -117,29 +117,6 @@ TEST_F(Data, SurvivesClosingManyTimes) {
   }
 }
 
-TEST_F(Data, MultiVersionStore) {
-  const auto store = OpenMulti();
-  EXPECT_EQ(store->GetStoreId().storeId, "multi");
-  EXPECT_EQ(store->Put(B("a"), B("1")), Status::SUCCESS);
-  EXPECT_EQ(store->PutBatch({{B("b"), B("2")}}), Status::SUCCESS);
-  EXPECT_EQ(store->Delete(B("a")), Status::SUCCESS);
-  EXPECT_EQ(store->DeleteBatch({B("b")}), Status::SUCCESS);
-  EXPECT_EQ(store->Clear(), Status::SUCCESS);
-  EXPECT_EQ(store->StartTransaction(), Status::SUCCESS);
-  EXPECT_EQ(store->Clear(), Status::SUCCESS);
-  EXPECT_EQ(store->Rollback(), Status::SUCCESS);
-  EXPECT_EQ(store->Commit(), Status::ERROR);
-  EXPECT_EQ(store->SubscribeKvStore(SubscribeType::ALL, std::make_shared<RecordingObserver>()),
-            Status::NOT_SUPPORT);
-  int calls = 0;
-  store->GetKvStoreSnapshot(nullptr, [&](Status status, std::unique_ptr<KvStoreSnapshot> snapshot) {
-    ++calls;
-    EXPECT_EQ(status, Status::NOT_SUPPORT);
-    EXPECT_EQ(snapshot, nullptr);
-  });
-  EXPECT_EQ(calls, 1);
-}
-
 TEST(EntryRecord, Flatten) {
   std::vector<uint8_t> out = {9};
   EXPECT_TRUE(Entry(B("key"), B("v")).Flatten(out));

@@ -138,11 +138,6 @@ TEST_F(Lifecycle, RefusesWhatItDoesNotSupport) {
   autoSync.autoSync = true;
   const auto store = Open("s", autoSync);
   EXPECT_EQ(store->Sync({}, SyncMode::PULL, 0), Status::NOT_SUPPORT);
-  bool called = false;
-  store->GetResultSet(B(""), [&](Status status, std::unique_ptr<KvStoreResultSet> resultSet) {
-    called = status == Status::NOT_SUPPORT && resultSet == nullptr;
-  });
-  EXPECT_TRUE(called);
 }
 
 TEST_F(Lifecycle, Identifiers) {

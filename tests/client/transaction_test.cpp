@@ -1,8 +1,6 @@
 #include <atomic>
 #include <thread>
 
-#include "engine/engine.h"
-#include "store/store.h"
 #include "support.h"
 
 namespace KORA::DistributedKv {
@@ -118,36 +116,6 @@ TEST_F(Transactions, ThreadsWriteOneStore) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(List(*store).size(), static_cast<size_t>(kThreads * kWrites));
-}
-
-// Clear in a multi-version store, which cannot be read through the contract yet: seen in the engine's view of
-// it.
-TEST_F(Transactions, ClearTakesPart) {
-  std::filesystem::create_directories(Folder("plain"));
-  Client::EngineOptions options;
-  options.folder = Folder("plain");
-  options.create = true;
-  options.memoryBudget = 8 << 20;
-  Client::Store store("plain", {}, Client::OpenEngine(options), "device");
-  ASSERT_EQ(store.Load(), Status::SUCCESS);
-  const auto list = [&store] {
-    std::vector<Entry> entries;
-    EXPECT_EQ(store.GetEntries(B(""), entries), Status::SUCCESS);
-    return ToPairs(entries);
-  };
-  store.PutBatch({{B("a"), B("1")}, {B("b"), B("2")}});
-  store.StartTransaction();
-  store.Put(B("c"), B("3"));
-  EXPECT_EQ(store.Clear(), Status::SUCCESS);
-  store.Put(B("d"), B("4"));
-  EXPECT_EQ(list(), (Pairs{{"d", "4"}}));
-  store.Rollback();
-  EXPECT_EQ(list(), (Pairs{{"a", "1"}, {"b", "2"}}));
-  EXPECT_EQ(store.Clear(), Status::SUCCESS);
-  EXPECT_EQ(list(), Pairs());
-  store.Put(B("e"), B("5"));
-  EXPECT_EQ(list(), (Pairs{{"e", "5"}}));
-  store.Close();
 }
 
 }  // namespace

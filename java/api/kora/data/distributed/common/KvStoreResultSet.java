@@ -107,7 +107,7 @@ public interface KvStoreResultSet extends AutoCloseable {
    * The entry at the position.
    *
    * @return the entry
-   * @throws KvStoreException STORE_NOT_OPEN; another code if there is no entry at the position
+   * @throws KvStoreException KEY_NOT_FOUND (there is no entry at the position), STORE_NOT_OPEN, DB_ERROR
    */
   Entry getEntry();
 

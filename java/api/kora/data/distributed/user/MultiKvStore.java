@@ -16,10 +16,10 @@ public interface MultiKvStore extends KvStore, KvWriter {
   void clear();
 
   /**
-   * The store as it is now, to read from.
+   * The store as it is now, to read from; with an open transaction, as that has changed it.
    *
    * @return the snapshot; the caller closes it
-   * @throws KvStoreException NOT_SUPPORT, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException STORE_NOT_OPEN, DB_ERROR
    */
   KvStoreSnapshot snapshot();
 
@@ -29,7 +29,7 @@ public interface MultiKvStore extends KvStore, KvWriter {
    *
    * @param observer the observer; it can be subscribed once to each store object
    * @return ends the subscription when closed
-   * @throws KvStoreException STORE_ALREADY_SUBSCRIBE, NOT_SUPPORT, STORE_NOT_OPEN
+   * @throws KvStoreException STORE_ALREADY_SUBSCRIBE, STORE_NOT_OPEN
    */
   Subscription subscribe(KvStoreObserver observer);
 

@@ -56,11 +56,12 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
   int getCountWithQuery(String query);
 
   /**
-   * A cursor over all entries whose keys begin with a prefix.
+   * A cursor over all entries whose keys begin with a prefix, in the order of their keys' bytes. It is opened by
+   * walking over the keys once; after that it takes little memory, however many there are.
    *
    * @param prefix the beginning of the keys; empty for all entries
    * @return the result set; the caller closes it
-   * @throws KvStoreException NOT_SUPPORT, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException STORE_NOT_OPEN, DB_ERROR
    */
   KvStoreResultSet getResultSet(String prefix);
 

@@ -1,0 +1,235 @@
+#include <atomic>
+#include <limits>
+#include <random>
+#include <thread>
+
+#include "engine/engine.h"
+#include "store/prefix_rows.h"
+#include "store/record.h"
+#include "store/result_set.h"
+#include "support.h"
+
+namespace KORA::DistributedKv {
+namespace {
+
+constexpr int32_t kMin = std::numeric_limits<int32_t>::min();
+constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
+
+class ResultSets : public ClientTest {
+ protected:
+  static std::unique_ptr<KvStoreResultSet> Open(const SingleKvStore& store, const std::string& prefix = "",
+                                                Status expected = Status::SUCCESS) {
+    std::unique_ptr<KvStoreResultSet> opened;
+    int calls = 0;
+    store.GetResultSet(B(prefix), [&](Status status, std::unique_ptr<KvStoreResultSet> resultSet) {
+      ++calls;
+      EXPECT_EQ(status, expected);
+      opened = std::move(resultSet);
+    });
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(opened != nullptr, expected == Status::SUCCESS);
+    return opened;
+  }
+
+  // "key=value", or "<status>".
+  static std::string At(const KvStoreResultSet& resultSet) {
+    Entry entry;
+    const Status status = resultSet.GetEntry(entry);
+    return status == Status::SUCCESS ? entry.key.ToString() + "=" + entry.value.ToString()
+                                     : "<" + std::to_string(static_cast<int>(status)) + ">";
+  }
+
+  static Pairs Walk(KvStoreResultSet& resultSet) {
+    Pairs walked;
+    for (bool more = resultSet.MoveToFirst(); more; more = resultSet.MoveToNext()) {
+      Entry entry;
+      EXPECT_EQ(resultSet.GetEntry(entry), Status::SUCCESS);
+      walked.emplace_back(entry.key.ToString(), entry.value.ToString());
+    }
+    return walked;
+  }
+
+  static void Fill(SingleKvStore& store, int count) {
+    std::vector<Entry> entries;
+    for (int i = 0; i < count; ++i)
+      entries.emplace_back(B("k" + std::to_string(100'000 + i)), B(std::to_string(i)));
+    ASSERT_EQ(store.PutBatch(entries), Status::SUCCESS);
+  }
+};
+
+// What holds of a position, whatever led there.
+void ExpectAt(const KvStoreResultSet& resultSet, int32_t position) {
+  const int32_t count = resultSet.GetCount();
+  EXPECT_EQ(resultSet.GetPosition(), position);
+  EXPECT_EQ(resultSet.IsBeforeFirst(), position == -1);
+  EXPECT_EQ(resultSet.IsAfterLast(), position == count);
+  EXPECT_EQ(resultSet.IsFirst(), position == 0 && count > 0);
+  EXPECT_EQ(resultSet.IsLast(), position == count - 1 && count > 0);
+}
+
+TEST_F(ResultSets, MovesStopRightOutsideTheEnds) {
+  const auto store = ClientTest::Open();
+  for (const int32_t count : {0, 1, 3}) {
+    const auto resultSet = Open(*store);
+    ASSERT_EQ(resultSet->GetCount(), count);
+    const auto clamped = [count](int64_t position) {
+      return static_cast<int32_t>(std::clamp<int64_t>(position, -1, count));
+    };
+    const auto expectMove = [&](bool arrived, int64_t target) {
+      ExpectAt(*resultSet, clamped(target));
+      EXPECT_EQ(arrived, target >= 0 && target < count) << count << " " << target;
+      EXPECT_EQ(At(*resultSet) == kAbsent, !arrived);
+    };
+    ExpectAt(*resultSet, -1);
+    for (int32_t from = -1; from <= count; ++from) {
+      for (const int32_t by : {kMin, -2, -1, 0, 1, 2, kMax}) {
+        resultSet->MoveToPosition(from);
+        ExpectAt(*resultSet, from);
+        expectMove(resultSet->Move(by), int64_t{from} + by);
+        expectMove(resultSet->MoveToPosition(by), by);
+      }
+      resultSet->MoveToPosition(from);
+      expectMove(resultSet->MoveToNext(), from + 1);
+      resultSet->MoveToPosition(from);
+      expectMove(resultSet->MoveToPrevious(), from - 1);
+      expectMove(resultSet->MoveToLast(), count - 1);
+      expectMove(resultSet->MoveToFirst(), 0);
+    }
+    Put(*store, "a", "1");
+    if (count > 0) store->PutBatch({{B("b"), B("2")}, {B("c"), B("3")}});
+  }
+}
+
+TEST_F(ResultSets, KeepTheStateOfTheirOpening) {
+  const auto store = ClientTest::Open();
+  store->PutBatch({{B("a"), B("1")}, {B("ab"), B("2")}, {B("b"), B("3")}});
+  const auto all = Open(*store);
+  const auto some = Open(*store, "a");
+  store->DeleteBatch({B("a"), B("ab")});
+  Put(*store, "c", "4");
+
+  store->StartTransaction();
+  Put(*store, "aa", "5");
+  const auto inTransaction = Open(*store);
+  store->Delete(B("aa"));
+  Put(*store, "a", "6");
+  const auto later = Open(*store);
+  store->Rollback();
+
+  EXPECT_EQ(Walk(*all), (Pairs{{"a", "1"}, {"ab", "2"}, {"b", "3"}}));
+  EXPECT_EQ(Walk(*some), (Pairs{{"a", "1"}, {"ab", "2"}}));
+  EXPECT_EQ(Walk(*inTransaction), (Pairs{{"aa", "5"}, {"b", "3"}, {"c", "4"}}));
+  EXPECT_EQ(Walk(*later), (Pairs{{"a", "6"}, {"b", "3"}, {"c", "4"}}));
+  EXPECT_EQ(Walk(*Open(*store)), (Pairs{{"b", "3"}, {"c", "4"}}));
+}
+
+TEST_F(ResultSets, FindEveryPosition) {
+  const auto store = ClientTest::Open();
+  constexpr int kCount = 5000;
+  Fill(*store, kCount);
+  store->StartTransaction();
+  for (int i = 0; i < kCount; i += 7) Put(*store, "k" + std::to_string(100'000 + i), "new");
+  const Pairs expected = List(*store);
+  const auto resultSet = Open(*store, "k");
+  std::mt19937 random(1);
+  for (int i = 0; i < 20'000; ++i) {
+    // Mostly near the last one, as programs move.
+    if (random() % 4 == 0) {
+      resultSet->MoveToPosition(static_cast<int32_t>(random() % kCount));
+    } else {
+      resultSet->Move(static_cast<int32_t>(random() % 41) - 20);
+    }
+    const int32_t position = resultSet->GetPosition();
+    if (position < 0 || position >= kCount) continue;
+    const auto& [key, value] = expected[static_cast<size_t>(position)];
+    ASSERT_EQ(At(*resultSet), key + "=" + value) << position;
+  }
+}
+
+TEST_F(ResultSets, IndexStaysSmallAndRight) {
+  Client::PlaceIndex index;
+  constexpr int kRows = 1'000'000;
+  const auto place = [](int64_t row) { return std::string(80, 'p') + std::to_string(row); };
+  for (int row = 0; row < kRows; ++row) index.Append(place(row));
+  int64_t widest = 0;
+  for (int64_t row = 0; row < kRows; row += 17) {
+    const int64_t nearest = index.NearestTo(row);
+    widest = std::max(widest, row - nearest);
+    ASSERT_LE(nearest, row);
+    ASSERT_EQ(index.PlaceOf(nearest), place(nearest));
+  }
+  // A place takes some 94 bytes, so every 64th would exceed 1 MiB and every 256th use less than half of it.
+  EXPECT_EQ(widest, 127);
+}
+
+TEST_F(ResultSets, OutliveTheirStore) {
+  auto store = ClientTest::Open();
+  Put(*store, "k", "v");
+  auto resultSet = Open(*store);
+  resultSet->MoveToFirst();
+  auto other = ClientTest::Open();
+  store.reset();
+  EXPECT_EQ(At(*resultSet), "k=v");
+  other.reset();
+  EXPECT_EQ(At(*resultSet), "<27459588>");
+  EXPECT_FALSE(resultSet->MoveToFirst() || resultSet->MoveToNext() || resultSet->Move(0) ||
+               resultSet->IsFirst() || resultSet->IsLast() || resultSet->IsBeforeFirst() ||
+               resultSet->IsAfterLast());
+  EXPECT_EQ(resultSet->GetCount(), 1);
+  EXPECT_EQ(resultSet->GetPosition(), 0);
+
+  store = ClientTest::Open();
+  EXPECT_EQ(At(*Open(*store)), kAbsent);
+  EXPECT_EQ(store->CloseResultSet(std::move(resultSet)), Status::SUCCESS);
+  EXPECT_EQ(store->CloseResultSet(nullptr), Status::INVALID_ARGUMENT);
+}
+
+TEST_F(ResultSets, AreReadWhileTheStoreCloses) {
+  for (int round = 0; round < 20; ++round) {
+    auto store = ClientTest::Open();
+    Fill(*store, 100);
+    std::atomic<int> walking{0};
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 2; ++i) {
+      readers.emplace_back([&walking, resultSet = Open(*store)] {
+        Entry entry;
+        for (int n = 0; resultSet->MoveToPosition(n % 100); ++n) {
+          const Status status = resultSet->GetEntry(entry);
+          EXPECT_TRUE(status == Status::SUCCESS || status == Status::STORE_NOT_OPEN);
+          if (n == 0) ++walking;
+        }
+      });
+    }
+    while (walking < 2) std::this_thread::yield();
+    store.reset();
+    for (std::thread& reader : readers) reader.join();
+  }
+}
+
+TEST_F(ResultSets, SayThatARecordIsDamaged) {
+  std::filesystem::create_directories(Folder("plain"));
+  Client::EngineOptions options;
+  options.folder = Folder("plain");
+  options.create = true;
+  options.memoryBudget = 8 << 20;
+  std::unique_ptr<Client::Engine> engine = Client::OpenEngine(options);
+  const std::unique_ptr<Client::Batch> batch = engine->NewBatch();
+  batch->Put(Client::RecordKey("damaged"), "?", {});
+  ASSERT_EQ(batch->Commit(), Status::SUCCESS);
+  const auto store =
+      std::make_shared<Client::Store>("plain", Client::StoreTraits(), std::move(engine), "device");
+  ASSERT_EQ(store->Load(), Status::SUCCESS);
+  store->Put(B("sound"), B("v"));
+  std::unique_ptr<KvStoreResultSet> resultSet;
+  ASSERT_EQ(Client::ResultSet::Open(
+                store, std::make_unique<Client::PrefixRows>("plain", store->NewSnapshot(), ""), resultSet),
+            Status::SUCCESS);
+  EXPECT_TRUE(resultSet->MoveToFirst());
+  EXPECT_EQ(At(*resultSet), "<27459593>");
+  EXPECT_TRUE(resultSet->MoveToNext());
+  EXPECT_EQ(At(*resultSet), "sound=v");
+  store->Close();
+}
+
+}  // namespace
+}  // namespace KORA::DistributedKv

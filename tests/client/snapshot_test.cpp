@@ -1,0 +1,230 @@
+#include <atomic>
+#include <thread>
+
+#include "notify/publisher.h"
+#include "support.h"
+
+namespace KORA::DistributedKv {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+constexpr const char* kNotOpen = "<27459588>";
+
+// Keeps what it is given.
+class Collector : public KvStoreObserver {
+ public:
+  void OnChange(const ChangeNotification& /*notification*/) override {
+    ADD_FAILURE() << "a multi-version store has snapshots";
+  }
+  void OnChange(const ChangeNotification& /*notification*/,
+                std::unique_ptr<KvStoreSnapshot> snapshot) override {
+    std::unique_lock<std::mutex> lock(mutex_);
+    snapshots_.push_back(std::move(snapshot));
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return !held_; });
+  }
+
+  void Hold(bool held) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    held_ = held;
+    changed_.notify_all();
+  }
+
+  // What it was given, once that is `count` snapshots.
+  std::vector<std::unique_ptr<KvStoreSnapshot>> Await(size_t count) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    EXPECT_TRUE(
+        changed_.wait_for(lock, std::chrono::seconds(20), [&] { return snapshots_.size() >= count; }));
+    return std::move(snapshots_);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<std::unique_ptr<KvStoreSnapshot>> snapshots_;
+  bool held_ = false;
+};
+
+class Snapshots : public ClientTest {
+ protected:
+  static std::unique_ptr<KvStoreSnapshot> Take(KvStore& store,
+                                               std::shared_ptr<KvStoreObserver> observer = nullptr,
+                                               Status expected = Status::SUCCESS) {
+    std::unique_ptr<KvStoreSnapshot> taken;
+    int calls = 0;
+    store.GetKvStoreSnapshot(std::move(observer),
+                             [&](Status status, std::unique_ptr<KvStoreSnapshot> snapshot) {
+                               ++calls;
+                               EXPECT_EQ(status, expected);
+                               taken = std::move(snapshot);
+                             });
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(taken != nullptr, expected == Status::SUCCESS);
+    return taken;
+  }
+
+  // The value, or "<status>".
+  static std::string Get(KvStoreSnapshot& snapshot, const std::string& key) {
+    Value value;
+    const Status status = snapshot.Get(B(key), value);
+    return status == Status::SUCCESS ? value.ToString()
+                                     : "<" + std::to_string(static_cast<int>(status)) + ">";
+  }
+
+  static Pairs List(KvStoreSnapshot& snapshot, const std::string& prefix = "",
+                    Status expected = Status::SUCCESS) {
+    Pairs pairs;
+    snapshot.GetEntries(B(prefix), [&](Status status, std::vector<Entry>& entries) {
+      EXPECT_EQ(status, expected);
+      pairs = ToPairs(entries);
+    });
+    return pairs;
+  }
+
+  static Texts Keys(KvStoreSnapshot& snapshot, const std::string& prefix = "",
+                    Status expected = Status::SUCCESS) {
+    Texts texts;
+    snapshot.GetKeys(B(prefix), [&](Status status, std::vector<Key>& keys) {
+      EXPECT_EQ(status, expected);
+      for (const Key& key : keys) texts.push_back(key.ToString());
+    });
+    return texts;
+  }
+};
+
+TEST_F(Snapshots, KeepTheirState) {
+  const auto store = OpenMulti();
+  EXPECT_EQ(store->GetStoreId().storeId, "multi");
+  const auto empty = Take(*store);
+  store->PutBatch({{B("a"), B("1")}, {B("ab"), B("2")}, {B("b"), B("3")}});
+  const auto full = Take(*store);
+  store->Put(B("a"), B("4"));
+  store->DeleteBatch({B("ab"), B("absent")});
+  const auto changed = Take(*store);
+  store->Clear();
+
+  EXPECT_EQ(List(*empty), Pairs());
+  EXPECT_EQ(Get(*full, "a"), "1");
+  EXPECT_EQ(List(*full, "a"), (Pairs{{"a", "1"}, {"ab", "2"}}));
+  EXPECT_EQ(Keys(*full), (Texts{"a", "ab", "b"}));
+  EXPECT_EQ(Get(*changed, "ab"), kAbsent);
+  EXPECT_EQ(Keys(*changed, "a"), (Texts{"a"}));
+  EXPECT_EQ(Get(*changed, ""), "<27459585>");
+  EXPECT_EQ(List(*Take(*store)), Pairs());
+  EXPECT_EQ(store->ReleaseKvStoreSnapshot(Take(*store)), Status::SUCCESS);
+  EXPECT_EQ(store->ReleaseKvStoreSnapshot(nullptr), Status::INVALID_ARGUMENT);
+}
+
+TEST_F(Snapshots, SeeTheOpenTransaction) {
+  const auto store = OpenMulti();
+  store->PutBatch({{B("a"), B("1")}, {B("b"), B("1")}});
+  store->StartTransaction();
+  store->Put(B("a"), B("2"));
+  const auto before = Take(*store);
+  store->Clear();
+  store->Put(B("c"), B("3"));
+  const auto after = Take(*store);
+  EXPECT_EQ(List(*before), (Pairs{{"a", "2"}, {"b", "1"}}));
+  EXPECT_EQ(List(*after), (Pairs{{"c", "3"}}));
+  store->Rollback();
+  EXPECT_EQ(List(*Take(*store)), (Pairs{{"a", "1"}, {"b", "1"}}));
+  EXPECT_EQ(store->Commit(), Status::ERROR);
+  store->StartTransaction();
+  store->Clear();
+  store->Commit();
+  EXPECT_EQ(List(*Take(*store)), Pairs());
+  EXPECT_EQ(List(*before), (Pairs{{"a", "2"}, {"b", "1"}}));
+  EXPECT_EQ(Get(*after, "c"), "3");
+}
+
+TEST_F(Snapshots, ComeWithEachChange) {
+  const auto store = OpenMulti();
+  const auto observer = std::make_shared<Collector>();
+  const auto other = std::make_shared<Collector>();
+  EXPECT_EQ(store->SubscribeKvStore(SubscribeType::ALL, observer), Status::SUCCESS);
+  EXPECT_EQ(store->SubscribeKvStore(SubscribeType::ALL, observer), Status::STORE_ALREADY_SUBSCRIBE);
+  EXPECT_EQ(List(*Take(*store, other)), Pairs());
+  Take(*store, other, Status::STORE_ALREADY_SUBSCRIBE);
+  observer->Hold(true);
+  constexpr int kCommits = 20;
+  for (int i = 0; i < kCommits; ++i) store->Put(B("k"), B(std::to_string(i)));
+  store->StartTransaction();
+  store->Delete(B("k"));
+  store->Put(B("t"), B("1"));
+  store->Commit();
+  observer->Hold(false);
+
+  other->Await(kCommits + 1);  // their end must not take the first one's with it
+  const auto told = observer->Await(kCommits + 1);
+  for (int i = 0; i < kCommits; ++i) EXPECT_EQ(Get(*told[static_cast<size_t>(i)], "k"), std::to_string(i));
+  EXPECT_EQ(List(*told.back()), (Pairs{{"t", "1"}}));
+  EXPECT_EQ(store->UnSubscribeKvStore(SubscribeType::ALL, observer), Status::SUCCESS);
+  EXPECT_EQ(store->UnSubscribeKvStore(SubscribeType::ALL, observer), Status::STORE_NOT_SUBSCRIBE);
+}
+
+TEST_F(Snapshots, OutliveTheirStore) {
+  auto store = OpenMulti();
+  const auto observer = std::make_shared<Collector>();
+  store->SubscribeKvStore(SubscribeType::ALL, observer);
+  store->Put(B("k"), B("1"));
+  const auto delivered = observer->Await(1);
+  const auto taken = Take(*store);
+  // These wait for the observer while the store closes.
+  observer->Hold(true);
+  for (int i = 0; i < 10; ++i) store->Put(B("k"), B("2"));
+  observer->Await(1);
+  store.reset();
+  observer->Hold(false);
+  EXPECT_EQ(Get(*delivered.front(), "k"), kNotOpen);
+  EXPECT_EQ(Get(*taken, "k"), kNotOpen);
+  EXPECT_EQ(List(*taken, "", Status::STORE_NOT_OPEN), Pairs());
+  EXPECT_EQ(Keys(*taken, "", Status::STORE_NOT_OPEN), Texts());
+  store = OpenMulti();
+  EXPECT_EQ(Get(*Take(*store), "k"), "2");
+}
+
+TEST_F(Snapshots, AreReadByThreadsWhileTheStoreCloses) {
+  for (int round = 0; round < 20; ++round) {
+    auto store = OpenMulti();
+    store->Put(B("k"), B("1"));
+    const std::shared_ptr<KvStoreSnapshot> snapshot = Take(*store);
+    std::atomic<int> reading{0};
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 2; ++i) {
+      readers.emplace_back([&reading, snapshot, own = Take(*store)] {
+        for (bool first = true; Get(*snapshot, "k") == "1" && Get(*own, "k") == "1"; first = false) {
+          if (first) ++reading;
+        }
+      });
+    }
+    while (reading < 2) std::this_thread::yield();
+    store.reset();
+    for (std::thread& reader : readers) reader.join();
+    EXPECT_EQ(Get(*snapshot, "k"), kNotOpen);
+  }
+}
+
+// The observer is inside its first call; what waits is bounded, and what is dropped keeps no snapshot.
+TEST_F(Snapshots, EndWithADroppedChange) {
+  const auto publisher = std::make_shared<Client::Publisher>("device", "store");
+  const auto observer = std::make_shared<Collector>();
+  publisher->Subscribe(SubscribeType::ALL, observer, nullptr);
+  observer->Hold(true);
+  const auto kept = std::make_shared<int>();
+  constexpr int kChanges = 40;
+  for (int i = 0; i < kChanges; ++i) {
+    Client::Change change;
+    change.inserted.emplace_back(B("k"), B("v"));
+    change.bytes = 1 << 20;
+    publisher->Publish(std::move(change),
+                       [&kept] { return [kept] { return std::unique_ptr<KvStoreSnapshot>(); }; });
+  }
+  observer->Await(1);
+  EXPECT_LE(kept.use_count(), 1 + 1 + 8);
+  EXPECT_GE(kept.use_count(), 1 + 8);
+  observer->Hold(false);
+}
+
+}  // namespace
+}  // namespace KORA::DistributedKv
