@@ -142,7 +142,7 @@ std::filesystem::path UserFolder(const Environment& environment) {
   return found == nullptr ? "" : found->pw_dir;
 }
 
-// XDG Base Directory Specification: a relative path there does not count.
+// XDG Base Directory standard: a relative path there does not count.
 std::filesystem::path DefaultHome(const Environment& environment) {
   constexpr const char* kFolder = "kora-data";
   if (const char* data = environment("XDG_DATA_HOME"); data != nullptr && *data == '/') {

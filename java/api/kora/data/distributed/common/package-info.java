@@ -8,7 +8,7 @@
  * code INVALID_ARGUMENT, thrown before anything is changed. Every call on a closed object is one with the
  * code STORE_NOT_OPEN.
  *
- * <p>Keys are texts of 1 to 1024 bytes, counted in modified UTF-8 (Java Native Interface specification,
+ * <p>Keys are texts of 1 to 1024 bytes, counted in modified UTF-8 (JNI specification,
  * "Modified UTF-8 Strings"): every string is a possible key, also one with NUL characters or lone surrogates.
  * Keys are ordered by these bytes.
  */

@@ -3,7 +3,7 @@ package kora.data.distributed.internal;
 import java.nio.charset.StandardCharsets;
 
 /**
- * Keys as bytes: modified UTF-8 (Java Native Interface specification, "Modified UTF-8 Strings"), because that
+ * Keys as bytes: modified UTF-8 (JNI specification, "Modified UTF-8 Strings"), because that
  * is what native code makes of a key that reaches it as a string. Only so do both ways find the same record.
  */
 public final class Keys {
