@@ -12,7 +12,7 @@ class DeviceStatusChangeListener {
   DeviceStatusChangeListener& operator=(const DeviceStatusChangeListener&) = delete;
   virtual ~DeviceStatusChangeListener() = default;
 
-  // Called on a thread of the client.
+  // Called on a thread of the client, which keeps the object alive during the call.
   virtual void OnDeviceChanged(const DeviceInfo& device, const DeviceChangeType& type) const = 0;
   // Which devices the listener wants to hear of.
   virtual DeviceFilterStrategy GetFilterStrategy() const = 0;

@@ -11,7 +11,7 @@ class KvStoreDeathRecipient {
   KvStoreDeathRecipient(const KvStoreDeathRecipient&) = delete;
   KvStoreDeathRecipient& operator=(const KvStoreDeathRecipient&) = delete;
 
-  // Called on a thread of the client.
+  // Called on a thread of the client, which keeps the recipient alive during the call.
   virtual void OnRemoteDied() = 0;
   virtual ~KvStoreDeathRecipient() = default;
 };

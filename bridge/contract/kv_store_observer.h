@@ -8,9 +8,9 @@
 
 namespace KORA::DistributedKv {
 
-// Called on threads of the client, one call at a time for each store, in the order of the commits. A
-// multi-version store calls the form with the snapshot and gives the snapshot away; a single store calls the
-// other.
+// Called on threads of the client, which keeps the observer alive during a call, one call at a time for each
+// store, in the order of the commits. A multi-version store calls the form with the snapshot and gives the
+// snapshot away; a single store calls the other.
 class KvStoreObserver {
  public:
   KvStoreObserver() = default;

@@ -8,7 +8,7 @@
 
 namespace KORA::DistributedKv {
 
-// Called on a thread of the client.
+// Called on a thread of the client, which keeps the object alive during the call.
 class KvStoreSyncCallback {
  public:
   KvStoreSyncCallback() = default;

@@ -17,8 +17,9 @@
 
 namespace KORA::DistributedKv {
 
-// Any thread may call. Query texts are ASCII. The declaration order is part of the binary contract; a
-// reserved place keeps the position of an operation that the bridge never calls.
+// Any thread may call. Query texts are modified UTF-8; Kora's Java API passes ASCII. The declaration order is
+// part of the binary contract; a reserved place keeps the position of an operation that the bridge never
+// calls.
 class SingleKvStore {
  public:
   // Runs exactly once, before the operation that takes it returns, and is given the result set.
@@ -36,7 +37,7 @@ class SingleKvStore {
   virtual void GetResultSet(const Key& prefixKey, ResultSetCallback callback) const = 0;
   virtual void GetResultSetWithQuery(const std::string& query, ResultSetCallback callback) const = 0;
   virtual void Reserved7() {}
-  // A result set that the store does not take over stays with the caller.
+  // The end of a result set, also when it fails: the caller destroys what the store leaves in `resultSet`.
   virtual Status CloseResultSet(std::unique_ptr<KvStoreResultSet>&& resultSet) = 0;
   virtual Status GetCountWithQuery(const std::string& query, int32_t& count) const = 0;
   virtual void Reserved10() {}

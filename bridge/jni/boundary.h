@@ -35,15 +35,16 @@ struct Boundary<Native> {
 };
 
 // The environment of a callback. What Java code threw ends here: a thread of the store client that stays
-// attached must not carry the exception into the next callback.
+// attached must not carry the exception into the next callback. An exception that was pending before belongs
+// to the native that the store client calls back from.
 class CallbackEnv {
  public:
-  CallbackEnv() = default;
+  CallbackEnv() : pendingBefore_(Get() != nullptr && Get()->ExceptionCheck()) {}
   CallbackEnv(const CallbackEnv&) = delete;
   CallbackEnv& operator=(const CallbackEnv&) = delete;
   ~CallbackEnv() {
     JNIEnv* env = Get();
-    if (env == nullptr || !env->ExceptionCheck()) return;
+    if (env == nullptr || pendingBefore_ || !env->ExceptionCheck()) return;
     env->ExceptionDescribe();
     env->ExceptionClear();
   }
@@ -53,6 +54,7 @@ class CallbackEnv {
 
  private:
   JNIEnvHelper helper_;
+  const bool pendingBefore_;
 };
 
 // A callback as the store client calls it: there is nobody to tell but the log.

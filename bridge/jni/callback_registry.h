@@ -52,7 +52,7 @@ class CallbackRegistry {
       return std::find_if(map_.begin(), map_.end(), [&](const auto& entry) { return fits(*entry.second); });
     };
     for (auto found = next(); found != map_.end(); found = next()) {
-      const auto node = erased.insert(map_.extract(FindLocked(env, found->first))).position;
+      const auto node = erased.insert(map_.extract(found)).position;
       env->DeleteGlobalRef(node->first);
     }
   }

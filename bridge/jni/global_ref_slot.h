@@ -18,11 +18,6 @@ class GlobalRefSlot {
   GlobalRefSlot& operator=(const GlobalRefSlot&) = delete;
   ~GlobalRefSlot() = default;
 
-  bool IsEmpty() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return ref_ == nullptr;
-  }
-
   // The reference held before is given up, not deleted.
   void Replace(jobject ref) {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -70,7 +65,7 @@ class GlobalRefSlot {
     retired_.clear();
   }
 
-  mutable std::mutex mutex_;
+  std::mutex mutex_;
   jobject ref_;
   unsigned users_ = 0;
   std::vector<jobject> retired_;

@@ -12,7 +12,8 @@ constexpr Log kOnRemoteDiedLog(kDeathTag, "OnRemoteDied");
 
 }  // namespace
 
-JniServiceDeathRecipientImpl::JniServiceDeathRecipientImpl(jobject recipient) : recipient_(recipient) {
+JniServiceDeathRecipientImpl::JniServiceDeathRecipientImpl(jobject recipient)
+    : hasRecipient_(recipient != nullptr), recipient_(recipient) {
   constexpr Log log(kDeathTag, "JniServiceDeathRecipientImpl");
   log.Info("%s: JniServiceDeathRecipientImpl this");
 }
@@ -29,7 +30,8 @@ void JniServiceDeathRecipientImpl::OnRemoteDied() {
 void JniServiceDeathRecipientImpl::TellRecipient() {
   const Log& log = kOnRemoteDiedLog;
   log.Info("%s: OnRemoteDied begin");
-  if (recipient_.IsEmpty()) {
+  // The registrations have died with the service, also when the recipient has been unregistered meanwhile.
+  if (!hasRecipient_) {
     log.Error("%s: OnRemoteDied observer is nullptr");
     return;
   }

@@ -24,6 +24,7 @@ class JniServiceDeathRecipientImpl : public KvStoreDeathRecipient {
  private:
   void TellRecipient();
 
+  const bool hasRecipient_;  // from the beginning; it may be deleted later
   GlobalRefSlot recipient_;
 };
 

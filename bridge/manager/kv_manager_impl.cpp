@@ -195,16 +195,16 @@ jobject NativeGetAllKvStoreId(JNIEnv* env, jobject /*self*/, jstring javaAppId, 
   const UtfChars appId = UtfChars::UnlessPending(env, javaAppId);
   Status status = Status::ERROR;
   jobject list = nullptr;
-  ToPointer<Manager>(manager)->GetAllKvStoreId(AppId{appId.Text()},
-                                               [&](Status listed, std::vector<StoreId>& storeIds) {
-                                                 status = listed;
-                                                 if (listed == Status::SUCCESS) {
-                                                   list = BuildStoreIdList(env, storeIds);
-                                                   return;
-                                                 }
-                                                 constexpr Log callbackLog(kManagerTag, "operator()");
-                                                 callbackLog.Error("%s: nativeGetAllKvStoreId return error");
-                                               });
+  ToPointer<Manager>(manager)->GetAllKvStoreId(
+      AppId{appId.Text()}, [&](Status listed, std::vector<StoreId>& storeIds) {
+        if (listed == Status::SUCCESS) {
+          list = BuildStoreIdList(env, storeIds);
+        } else {
+          constexpr Log callbackLog(kManagerTag, "operator()");
+          callbackLog.Error("%s: nativeGetAllKvStoreId return error");
+        }
+        status = listed;
+      });
   if (status != Status::SUCCESS) {
     log.Error("%s: NativeGetAllKvStoreId failed, status=%d", static_cast<int>(status));
     Throw(env, status);

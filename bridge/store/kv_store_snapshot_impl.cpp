@@ -48,12 +48,13 @@ jobject NativeGetEntries(JNIEnv* env, jobject /*self*/, jbyteArray javaPrefix, j
   }
   std::vector<uint8_t> prefixBytes;
   if (!JavaCUtils::CopyKeyFromJava2C(env, javaPrefix, prefixBytes)) return nullptr;
+  // What fails inside the callback leaves the status as it is here.
   Status status = Status::ERROR;
   std::vector<Entry> entries;
   ToPointer<KvStoreSnapshot>(handle)->GetEntries(Key(prefixBytes),
                                                  [&](Status read, std::vector<Entry>& delivered) {
-                                                   status = read;
                                                    if (read == Status::SUCCESS) entries = delivered;
+                                                   status = read;
                                                  });
   // Both texts name the release; whoever searches logs for them knows them so.
   if (status != Status::SUCCESS) {
@@ -84,13 +85,13 @@ jobject NativeGetKeys(JNIEnv* env, jobject /*self*/, jbyteArray javaPrefix, jlon
   if (!JavaCUtils::CopyKeyFromJava2C(env, javaPrefix, prefixBytes)) return nullptr;
   Status status = Status::ERROR;
   ToPointer<KvStoreSnapshot>(handle)->GetKeys(Key(prefixBytes), [&](Status read, std::vector<Key>& keys) {
-    status = read;
     if (read == Status::SUCCESS) {
       AddKeys(env, list, keys);
-      return;
+    } else {
+      constexpr Log callbackLog = LogOf("operator()");
+      callbackLog.Warn("%s: nativeGetKeys callback failed, errCode %x.", static_cast<unsigned>(read));
     }
-    constexpr Log callbackLog = LogOf("operator()");
-    callbackLog.Warn("%s: nativeGetKeys callback failed, errCode %x.", static_cast<unsigned>(read));
+    status = read;
   });
   if (status != Status::SUCCESS) {
     log.Warn("%s: nativeGetKeys failed, errCode %x.", static_cast<unsigned>(status));

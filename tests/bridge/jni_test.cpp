@@ -2,12 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <new>
 #include <string>
 #include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "jni/boundary.h"
 #include "jni/java_c_utils.h"
 #include "jni/java_class.h"
 #include "jni/java_exception.h"
@@ -30,6 +32,7 @@ static_assert(!std::is_copy_constructible_v<JavaClass>, "a copy would delete its
 class JniTest : public testing::Test {
  protected:
   JNIEnv* env_ = &Java::Get().Env();
+  Status status_ = Status::ERROR;
 
   void TearDown() override { Java::Get().Env().Take(); }
 
@@ -189,6 +192,25 @@ TEST_F(JniTest, ChangeNotificationHasAllThreeGroups) {
   jobject spoilt = JavaCUtils::BuildJavaChangeNotification(env_, change);
   Java::Get().FailNothing();
   EXPECT_EQ("ChangeNotification(List{Entry(\"i\",Value(1,[]))},null,null,\"dev\")", Text(spoilt));
+}
+
+TEST_F(JniTest, CallbacksKeepWhatCppThrowsAndWhatWasPendingBefore) {
+  fake::Trace::Get().Start();
+  KORA::DistributedKv::GuardCallback(KORA::DistributedKv::Log("ServiceDeath", "OnRemoteDied"),
+                                     [] { throw std::bad_alloc(); });
+  EXPECT_EQ(std::vector<std::string>{"E:ServiceDeath:OnRemoteDied callback failed"},
+            fake::Trace::Get().Stop());
+
+  const auto pendingAfterCallback = [this](bool throwsBefore) {
+    if (throwsBefore) JavaException::ExceptionObject(env_, status_, "");
+    {
+      const KORA::DistributedKv::CallbackEnv callback;
+      if (!throwsBefore) JavaException::ExceptionObject(env_, status_, "");
+    }
+    return env_->ExceptionCheck() == JNI_TRUE;
+  };
+  EXPECT_FALSE(pendingAfterCallback(false));
+  EXPECT_TRUE(pendingAfterCallback(true));
 }
 
 }  // namespace
