@@ -18,11 +18,19 @@ constexpr uint64_t kMinMemoryBudget = uint64_t{8} << 20;
 constexpr uint64_t kMaxMemoryBudget = uint64_t{64} << 30;
 constexpr size_t kMaxDeviceText = 128;
 
-bool TakeHome(std::string_view value, Settings& settings) {
+bool TakePath(std::string_view value, std::filesystem::path& path) {
   if (value.empty() || value.find('\0') != std::string_view::npos) return false;
   std::error_code error;
-  settings.home = std::filesystem::absolute(value, error).lexically_normal();
+  path = std::filesystem::absolute(value, error).lexically_normal();
   return !error;
+}
+
+bool TakeHome(std::string_view value, Settings& settings) {
+  return TakePath(value, settings.home);
+}
+
+bool TakeKeyFile(std::string_view value, Settings& settings) {
+  return TakePath(value, settings.keyFile);
 }
 
 bool TakeDurability(std::string_view value, Settings& settings) {
@@ -55,11 +63,12 @@ struct Setting {
   const char* allowed;
   bool (*take)(std::string_view value, Settings& settings);
 };
-constexpr std::array<Setting, 5> kSettings = {{
+constexpr std::array<Setting, 6> kSettings = {{
     {"home", "KORA_DATA_HOME", "a folder", TakeHome},
     {"durability", "KORA_DATA_DURABILITY", "process or power", TakeDurability},
     {"memory.budget", "KORA_DATA_MEMORY_BUDGET",
      "a number of bytes from 8388608 (8 MiB) to 68719476736 (64 GiB)", TakeMemoryBudget},
+    {"encryption.key.file", "KORA_DATA_KEY_FILE", "a file", TakeKeyFile},
     {"device.name", nullptr, "1 to 128 bytes", TakeDeviceName},
     {"device.type", nullptr, "1 to 128 bytes", TakeDeviceType},
 }};
@@ -166,6 +175,7 @@ std::string Resolve(const Properties& configured, const Environment& environment
   if (error.empty()) error = TakeProperties(configured, settings);
   if (error.empty() && settings.home.empty()) settings.home = DefaultHome(environment);
   if (error.empty() && settings.home.empty()) error = "home: not set, and this user has no home folder";
+  if (settings.keyFile.empty()) settings.keyFile = settings.home / ".key";
   return error;
 }
 

@@ -6,6 +6,8 @@
 //                                                                               ~/.local/share/kora-data
 //   durability      KORA_DATA_DURABILITY      process, power                    process
 //   memory.budget   KORA_DATA_MEMORY_BUDGET   bytes, 8 MiB to 64 GiB            64 MiB
+//   encryption.key.file
+//                   KORA_DATA_KEY_FILE        a file                            .key in the home folder
 //   device.name                               1 to 128 bytes                    the host's name
 //   device.type                               1 to 128 bytes                    unknown
 //
@@ -33,6 +35,7 @@ struct Settings {
   std::filesystem::path home;  // absolute
   Durability durability = Durability::kProcess;
   uint64_t memoryBudget = uint64_t{64} << 20;  // bytes: block cache and write buffers of all stores together
+  std::filesystem::path keyFile;               // absolute
   std::string deviceName;
   std::string deviceType = "unknown";
 };

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string_view>
 
+#include "common/crypto.h"
 #include "contract/status.h"
 
 namespace KORA::DistributedKv::Client {
@@ -99,9 +100,10 @@ class Engine : public View {
 
 struct EngineOptions {
   std::filesystem::path folder;
-  bool create = false;        // whether the folder holds no database yet
-  bool syncCommits = false;   // whether each commit waits for the disk
-  uint64_t memoryBudget = 0;  // bytes for all engines of the process; the first one's holds
+  bool create = false;             // whether the folder holds no database yet
+  const SecretKey* key = nullptr;  // encrypts all files; borrowed for the call; null: not encrypted
+  bool syncCommits = false;        // whether each commit waits for the disk
+  uint64_t memoryBudget = 0;       // bytes for all engines of the process; the first one's holds
 };
 
 // Opens or creates the database in a folder that is there. Empty on failure, also when what should be there

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "common/log.h"
+#include "engine/encrypted_file_system.h"
 #include "engine/engine.h"
 #include "engine/private_file_system.h"
 
@@ -74,10 +75,15 @@ const SharedMemory& MemoryOfProcess(uint64_t budget) {
   return memory;
 }
 
-rocksdb::Env* EnvOfProcess() {
-  static rocksdb::Env* env =
-      rocksdb::NewCompositeEnv(std::make_shared<PrivateFileSystem>(rocksdb::FileSystem::Default())).release();
-  return env;
+const std::shared_ptr<rocksdb::FileSystem>& PlainFiles() {
+  static const auto& files = *new std::shared_ptr<rocksdb::FileSystem>(
+      std::make_shared<PrivateFileSystem>(rocksdb::FileSystem::Default()));
+  return files;
+}
+
+std::unique_ptr<rocksdb::Env> NewEnv(const EngineOptions& wanted) {
+  return rocksdb::NewCompositeEnv(wanted.key == nullptr ? PlainFiles()
+                                                        : NewEncryptedFileSystem(PlainFiles(), *wanted.key));
 }
 
 rocksdb::BlockBasedTableOptions TableOptions(const SharedMemory& memory) {
@@ -90,11 +96,11 @@ rocksdb::BlockBasedTableOptions TableOptions(const SharedMemory& memory) {
   return table;
 }
 
-rocksdb::Options DatabaseOptions(const EngineOptions& wanted) {
+rocksdb::Options DatabaseOptions(const EngineOptions& wanted, rocksdb::Env* env) {
   const SharedMemory& memory = MemoryOfProcess(wanted.memoryBudget);
   rocksdb::Options options;
   options.create_if_missing = wanted.create;
-  options.env = EnvOfProcess();
+  options.env = env;
   options.info_log = std::make_shared<EngineLog>();
   options.table_factory.reset(rocksdb::NewBlockBasedTableFactory(TableOptions(memory)));
   options.write_buffer_manager = memory.writeBuffers;
@@ -299,7 +305,8 @@ class RocksIndexedBatch : public IndexedBatch {
 
 class RocksEngine : public Engine {
  public:
-  RocksEngine(std::unique_ptr<rocksdb::DB> database, bool syncCommits) : database_(std::move(database)) {
+  RocksEngine(std::unique_ptr<rocksdb::Env> env, std::unique_ptr<rocksdb::DB> database, bool syncCommits)
+      : env_(std::move(env)), database_(std::move(database)) {
     options_.sync = syncCommits;
   }
 
@@ -332,6 +339,7 @@ class RocksEngine : public Engine {
  private:
   RocksState Newest() const { return {*database_, nullptr, nullptr}; }
 
+  const std::unique_ptr<rocksdb::Env> env_;  // outlives the database
   std::unique_ptr<rocksdb::DB> database_;
   rocksdb::WriteOptions options_;
 };
@@ -339,11 +347,13 @@ class RocksEngine : public Engine {
 }  // namespace
 
 std::unique_ptr<Engine> OpenEngine(const EngineOptions& options) {
+  std::unique_ptr<rocksdb::Env> env = NewEnv(options);
   rocksdb::DB* database = nullptr;
   const rocksdb::Status status =
-      rocksdb::DB::Open(DatabaseOptions(options), options.folder.string(), &database);
+      rocksdb::DB::Open(DatabaseOptions(options, env.get()), options.folder.string(), &database);
   if (ToStatus(status, ("opening " + options.folder.string()).c_str()) != Status::SUCCESS) return nullptr;
-  return std::make_unique<RocksEngine>(std::unique_ptr<rocksdb::DB>(database), options.syncCommits);
+  return std::make_unique<RocksEngine>(std::move(env), std::unique_ptr<rocksdb::DB>(database),
+                                       options.syncCommits);
 }
 
 }  // namespace KORA::DistributedKv::Client

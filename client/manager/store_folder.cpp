@@ -7,6 +7,7 @@
 #include <charconv>
 #include <utility>
 
+#include "common/crypto.h"
 #include "common/limits.h"
 #include "common/log.h"
 #include "common/properties.h"
@@ -21,6 +22,7 @@ constexpr const char* kTraitsFile = "STORE";
 constexpr std::string_view kFormat = "1";
 constexpr std::string_view kSingle = "single";
 constexpr std::string_view kMulti = "multi";
+constexpr std::string_view kChecksumLine = "checksum=";
 constexpr std::string_view kDeletedPrefix = ".deleted.";
 
 Status Failed(const fs::path& path, const char* action, const std::string& reason) {
@@ -33,14 +35,37 @@ std::string_view ValueOf(const Properties& properties, std::string_view name) {
   return found == properties.end() ? std::string_view() : found->second;
 }
 
-bool ParseTraits(const std::string& text, StoreTraits& traits) {
+// The line of the checksum must be the last.
+bool HasValidChecksum(std::string_view text) {
+  const size_t start = text.rfind(kChecksumLine);
+  if (start == std::string_view::npos || (start > 0 && text[start - 1] != '\n')) return false;
+  return text.substr(start + kChecksumLine.size()) == Sha256(text.substr(0, start)) + "\n";
+}
+
+bool ParseRecord(const std::string& text, StoreRecord& record) {
   Properties properties;
-  if (ParseProperties(text, properties) != 0 || ValueOf(properties, "format") != kFormat) return false;
+  if (!HasValidChecksum(text) || ParseProperties(text, properties) != 0) return false;
+  if (ValueOf(properties, "format") != kFormat) return false;
+  StoreTraits& traits = record.traits;
+  record.wrappedKey = ValueOf(properties, "key");
+  traits.encrypted = !record.wrappedKey.empty();
   const std::string_view kind = ValueOf(properties, "kind");
   const std::string_view level = ValueOf(properties, "security");
   const auto [end, error] = std::from_chars(level.data(), level.data() + level.size(), traits.securityLevel);
   traits.kind = kind == kMulti ? StoreKind::kMulti : StoreKind::kSingle;
   return (kind == kSingle || kind == kMulti) && error == std::errc() && end == level.data() + level.size();
+}
+
+std::string ToText(const StoreRecord& record) {
+  std::string text;
+  const auto add = [&text](std::string_view name, std::string_view value) {
+    text.append(name).append("=").append(value).append("\n");
+  };
+  add("format", kFormat);
+  add("kind", record.traits.kind == StoreKind::kMulti ? kMulti : kSingle);
+  add("security", std::to_string(record.traits.securityLevel));
+  if (!record.wrappedKey.empty()) add("key", record.wrappedKey);
+  return text + std::string(kChecksumLine) + Sha256(text) + "\n";
 }
 
 // A name in the same folder that no other deletion has.
@@ -64,20 +89,18 @@ Status StoreFolder::Lock(const fs::path& path, std::optional<StoreFolder>& folde
   return Status::SUCCESS;
 }
 
-Status StoreFolder::ReadTraits(StoreTraits& traits) const {
+Status StoreFolder::ReadRecord(StoreRecord& record) const {
   std::string text;
   const fs::path file = path_ / kTraitsFile;
   const std::error_code error = ReadFile(file, text);
   if (error == std::errc::no_such_file_or_directory) return Status::STORE_NOT_FOUND;
   if (error) return Failed(file, "read", error.message());
-  return ParseTraits(text, traits) ? Status::SUCCESS
+  return ParseRecord(text, record) ? Status::SUCCESS
                                    : Failed(file, "read", "damaged or of an unknown format");
 }
 
-Status StoreFolder::WriteTraits(const StoreTraits& traits) const {
-  const std::string text = std::string("format=").append(kFormat).append("\nkind=").append(
-                               traits.kind == StoreKind::kMulti ? kMulti : kSingle) +
-                           "\nsecurity=" + std::to_string(traits.securityLevel) + "\n";
+Status StoreFolder::WriteRecord(const StoreRecord& record) const {
+  const std::string text = ToText(record);
   const fs::path file = path_ / kTraitsFile;
   std::error_code error = ReplaceFile(file, text);
   if (!error) error = SyncFolder(path_.parent_path());
@@ -119,6 +142,22 @@ Status ListStores(const fs::path& application, std::vector<std::string>& storeId
     return Failed(application, "list", error.message());
   std::sort(storeIds.begin(), storeIds.end());
   return Status::SUCCESS;
+}
+
+bool HasEncryptedStore(const fs::path& home) {
+  std::error_code error;
+  for (fs::directory_iterator application(home, error), end; !error && application != end;
+       application.increment(error)) {
+    if (!application->is_directory(error)) continue;
+    for (fs::directory_iterator store(application->path(), error); !error && store != end;
+         store.increment(error)) {
+      std::string text;
+      StoreRecord record;
+      if (ReadFile(store->path() / kTraitsFile, text)) continue;
+      if (!ParseRecord(text, record) || record.traits.encrypted) return true;
+    }
+  }
+  return false;
 }
 
 void RemoveLeftovers(const fs::path& application) {

@@ -4,6 +4,8 @@
 //   format    1
 //   kind      single or multi
 //   security  the security level's code
+//   key       of an encrypted store: its key, wrapped, in hexadecimal
+//   checksum  SHA-256 over the lines before, in hexadecimal
 // That file is written last when a store is created, so a folder without it is what a creation that was cut
 // off has left. A store that is being deleted is moved to a name that begins with a dot first.
 #pragma once
@@ -19,6 +21,12 @@
 
 namespace KORA::DistributedKv::Client {
 
+// What the file STORE says.
+struct StoreRecord {
+  StoreTraits traits;
+  std::string wrappedKey;  // empty: not encrypted
+};
+
 // Holds the folder against other processes as long as the object lives. Failures leave a line in the log.
 class StoreFolder {
  public:
@@ -28,9 +36,9 @@ class StoreFolder {
   const std::filesystem::path& Path() const { return path_; }
 
   // SUCCESS; STORE_NOT_FOUND when no store was created here; DB_ERROR.
-  Status ReadTraits(StoreTraits& traits) const;
+  Status ReadRecord(StoreRecord& record) const;
   // Makes the store exist.
-  Status WriteTraits(const StoreTraits& traits) const;
+  Status WriteRecord(const StoreRecord& record) const;
   // Removes what a creation that was cut off has left.
   Status Empty() const;
   // Removes the folder: at once from the stores that can be opened, then from the disk.
@@ -46,6 +54,9 @@ class StoreFolder {
 
 // The stores in an application's folder, in the order of their identifiers. SUCCESS or DB_ERROR.
 Status ListStores(const std::filesystem::path& application, std::vector<std::string>& storeIds);
+
+// Whether any application has an encrypted store. A store that can't be read may be one.
+bool HasEncryptedStore(const std::filesystem::path& home);
 
 // Removes from an application's folder what deletions that were cut off have left.
 void RemoveLeftovers(const std::filesystem::path& application);

@@ -10,6 +10,7 @@
 #include "engine/engine.h"
 #include "manager/device_identity.h"
 #include "manager/exit_handler.h"
+#include "manager/key_ring.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -49,7 +50,6 @@ Status CheckOptions(const Options& options) {
   if (type < 0 || type > static_cast<int32_t>(KvStoreType::MULTI_VERSION)) {
     return Refuse(Status::INVALID_ARGUMENT, "the store type is none of 0 to 2");
   }
-  if (options.encrypt) return Refuse(Status::NOT_SUPPORT, "encryption is not supported");
   if (options.backup) return Refuse(Status::NOT_SUPPORT, "backup is not supported");
   if (!options.schema.empty()) return Refuse(Status::NOT_SUPPORT, "schemas are not supported");
   if (!options.persistent) return Refuse(Status::NOT_SUPPORT, "stores are always kept on disk");
@@ -64,6 +64,9 @@ Status CheckTraits(const StoreTraits& actual, const StoreTraits& wanted) {
     return Refuse(Status::INVALID_ARGUMENT, actual.kind == StoreKind::kSingle
                                                 ? "it is a single-version store"
                                                 : "it is a multi-version store");
+  }
+  if (actual.encrypted != wanted.encrypted) {
+    return Refuse(Status::INVALID_ARGUMENT, actual.encrypted ? "it is encrypted" : "it is not encrypted");
   }
   if (actual.securityLevel != wanted.securityLevel) {
     return Refuse(Status::SECURITY_LEVEL_ERROR, "it was created with another security level");
@@ -86,15 +89,25 @@ std::filesystem::path PathOf(const Settings& settings, const StoreName& name) {
   return settings.home / name.application / name.store;
 }
 
-std::unique_ptr<Engine> OpenEngineIn(const std::filesystem::path& folder, bool create) {
+// Opens the engine of a store, or creates that of a new one and completes the record.
+Status OpenEngineIn(const std::filesystem::path& folder, bool create, StoreRecord& record,
+                    std::unique_ptr<Engine>& engine) {
   const Settings* settings = nullptr;
-  if (FindSettings(settings) != Status::SUCCESS) return nullptr;
+  Status status = FindSettings(settings);
+  SecretKey key;
+  if (status == Status::SUCCESS && record.traits.encrypted) {
+    status = create ? NewStoreKey(*settings, key, record.wrappedKey)
+                    : UnwrapStoreKey(*settings, record.wrappedKey, key);
+  }
+  if (status != Status::SUCCESS) return status;
   EngineOptions options;
   options.folder = folder;
   options.create = create;
+  options.key = record.traits.encrypted ? &key : nullptr;
   options.syncCommits = settings->durability == Durability::kPower;
   options.memoryBudget = settings->memoryBudget;
-  return OpenEngine(options);
+  engine = OpenEngine(options);
+  return engine ? Status::SUCCESS : Status::DB_ERROR;
 }
 
 }  // namespace
@@ -146,7 +159,7 @@ Status StoreRegistry::Open(const StoreName& name, StoreKind kind, const Options&
   if (status == Status::SUCCESS) status = FindSettings(settings);
   if (status != Status::SUCCESS) return status;
 
-  const StoreTraits wanted{kind, static_cast<int32_t>(options.securityLevel)};
+  const StoreTraits wanted{kind, static_cast<int32_t>(options.securityLevel), options.encrypt};
   SlotUse slot(*this, name);
   const std::lock_guard<std::mutex> lock(slot->mutex);
   status = slot->store ? CheckTraits(slot->store->Traits(), wanted)
@@ -176,20 +189,22 @@ Status StoreRegistry::OpenSlot(Slot& slot, const std::filesystem::path& path, co
 
 Status StoreRegistry::OpenFolder(const StoreFolder& folder, const StoreTraits& wanted, bool create,
                                  std::shared_ptr<Store>& store) {
-  StoreTraits traits;
-  Status status = folder.ReadTraits(traits);
+  StoreRecord record;
+  Status status = folder.ReadRecord(record);
   const bool is_new = status == Status::STORE_NOT_FOUND && create;
   if (is_new) status = folder.Empty();
-  if (!is_new && status == Status::SUCCESS) status = CheckTraits(traits, wanted);
+  if (!is_new && status == Status::SUCCESS) status = CheckTraits(record.traits, wanted);
   std::string device;
   if (status == Status::SUCCESS) status = ReadDevice(folder.Path().parent_path().parent_path(), device);
   if (status != Status::SUCCESS) return status;
 
-  std::unique_ptr<Engine> engine = OpenEngineIn(folder.Path(), is_new);
-  if (!engine) return Status::DB_ERROR;
+  if (is_new) record.traits = wanted;
+  std::unique_ptr<Engine> engine;
+  status = OpenEngineIn(folder.Path(), is_new, record, engine);
+  if (status != Status::SUCCESS) return status;
   auto opened = std::make_shared<Store>(folder.Path().filename().string(), wanted, std::move(engine), device);
   status = opened->Load();
-  if (status == Status::SUCCESS && is_new) status = folder.WriteTraits(wanted);
+  if (status == Status::SUCCESS && is_new) status = folder.WriteRecord(record);
   if (status == Status::SUCCESS) store = std::move(opened);
   return status;
 }
@@ -227,9 +242,9 @@ Status StoreRegistry::Delete(const StoreName& name) {
   const std::filesystem::path path = PathOf(*settings, name);
   RemoveLeftovers(path.parent_path());
   std::optional<StoreFolder> folder;
-  StoreTraits traits;
+  StoreRecord record;
   status = StoreFolder::Lock(path, folder);
-  if (status == Status::SUCCESS && folder->ReadTraits(traits) == Status::STORE_NOT_FOUND) {
+  if (status == Status::SUCCESS && folder->ReadRecord(record) == Status::STORE_NOT_FOUND) {
     status = Status::STORE_NOT_FOUND;
   }
   return status == Status::SUCCESS ? folder->Remove() : status;

@@ -24,6 +24,7 @@ enum class StoreKind { kSingle, kMulti };
 struct StoreTraits {
   StoreKind kind = StoreKind::kSingle;
   int32_t securityLevel = 0;
+  bool encrypted = false;
 };
 
 // Any thread may call the operations, inside a pass of the gate. One write lock gives versions, writes and

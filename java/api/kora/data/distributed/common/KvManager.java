@@ -31,7 +31,8 @@ public interface KvManager extends AutoCloseable {
    * @param storeId 1 to 128 of the characters A-Z a-z 0-9 . _ - and no dot at the beginning
    * @param options how to open it
    * @return the store; the caller closes it, or closing this manager does
-   * @throws KvStoreException INVALID_ARGUMENT (also if it is a multi-version store), STORE_NOT_FOUND,
+   * @throws KvStoreException INVALID_ARGUMENT (also if it is a multi-version store, or was created with
+   *     the other choice of encryption), STORE_NOT_FOUND,
    *     NOT_SUPPORT, SECURITY_LEVEL_ERROR, DB_ERROR (also if another process has it open), STORE_NOT_OPEN
    */
   SingleKvStore openSingle(String storeId, Options options);

@@ -165,7 +165,8 @@ public final class Options {
     }
 
     /**
-     * Whether to encrypt the store's files. Default: false.
+     * Whether to encrypt the store's files. Default: false. A store stays as it was created; opening it the
+     * other way fails with INVALID_ARGUMENT.
      *
      * @param encrypted the option
      * @return this builder

@@ -74,6 +74,18 @@ public final class StoreClientSettings {
     }
 
     /**
+     * The file with the master key of encrypted stores: 64 hexadecimal digits. It is made, for this user alone,
+     * with the first encrypted store. Default: the environment variable KORA_DATA_KEY_FILE, else .key in the
+     * home folder.
+     *
+     * @param file the file
+     * @return this builder
+     */
+    public Builder keyFile(Path file) {
+      return set("encryption.key.file", Arguments.notNull(file, "key file").toAbsolutePath().toString());
+    }
+
+    /**
      * The name by which other devices know this one.
      *
      * @param name the name

@@ -1,0 +1,80 @@
+#include "common/crypto.h"
+
+#include <openssl/crypto.h>
+#include <openssl/evp.h>
+#include <openssl/rand.h>
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+#include "common/hex.h"
+
+namespace KORA::DistributedKv::Client {
+
+namespace {
+
+constexpr int kWrappedSize = SecretKey::kSize + 8;
+
+struct EndContext {
+  void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
+};
+using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, EndContext>;
+
+CipherContext NewKeyWrap(const SecretKey& wrapping, bool wraps) {
+  CipherContext context(EVP_CIPHER_CTX_new());
+  if (context == nullptr) return nullptr;
+  EVP_CIPHER_CTX_set_flags(context.get(), EVP_CIPHER_CTX_FLAG_WRAP_ALLOW);
+  const int ready =
+      EVP_CipherInit_ex(context.get(), EVP_aes_256_wrap(), nullptr, wrapping.Data(), nullptr, wraps ? 1 : 0);
+  return ready == 1 ? std::move(context) : nullptr;
+}
+
+}  // namespace
+
+SecretKey::~SecretKey() {
+  OPENSSL_cleanse(bytes_.data(), bytes_.size());
+}
+
+bool DrawRandom(unsigned char* bytes, size_t size) {
+  return RAND_bytes(bytes, static_cast<int>(size)) == 1;
+}
+
+bool WrapKey(const SecretKey& wrapping, const SecretKey& key, std::string& wrapped) {
+  const CipherContext context = NewKeyWrap(wrapping, true);
+  std::array<unsigned char, kWrappedSize> out{};
+  int size = 0;
+  const bool done = context != nullptr &&
+                    EVP_CipherUpdate(context.get(), out.data(), &size, key.Data(), SecretKey::kSize) == 1 &&
+                    size == kWrappedSize;
+  wrapped.assign(out.begin(), out.end());
+  return done;
+}
+
+bool UnwrapKey(const SecretKey& wrapping, std::string_view wrapped, SecretKey& key) {
+  const CipherContext context = NewKeyWrap(wrapping, false);
+  // OpenSSL may write as much as it was given.
+  std::array<unsigned char, kWrappedSize> out{};
+  int size = 0;
+  const bool done =
+      context != nullptr && wrapped.size() == kWrappedSize &&
+      EVP_CipherUpdate(context.get(), out.data(), &size,
+                       reinterpret_cast<const unsigned char*>(wrapped.data()), kWrappedSize) == 1 &&
+      size == static_cast<int>(SecretKey::kSize);
+  if (done) std::copy_n(out.begin(), SecretKey::kSize, key.Data());
+  OPENSSL_cleanse(out.data(), out.size());
+  return done;
+}
+
+std::string Sha256(std::string_view content) {
+  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+  unsigned size = 0;
+  if (EVP_Digest(content.data(), content.size(), digest.data(), &size, EVP_sha256(), nullptr) != 1) return {};
+  return ToHex({reinterpret_cast<const char*>(digest.data()), size});
+}
+
+void Wipe(std::string& text) {
+  OPENSSL_cleanse(text.data(), text.size());
+}
+
+}  // namespace KORA::DistributedKv::Client
