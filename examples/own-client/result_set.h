@@ -31,7 +31,7 @@ class ResultSet final : public KORA::DistributedKv::KvStoreResultSet {
 
   KORA::DistributedKv::Status GetEntry(Entry& entry) const override {
     using KORA::DistributedKv::Status;
-    if (!OnEntry()) return Status::ERROR;
+    if (!OnEntry()) return Status::KEY_NOT_FOUND;
     return Guarded([&] {
       entry = entries_[static_cast<size_t>(position_)];
       return Status::SUCCESS;

@@ -8,8 +8,8 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.StandardCopyOption;
-import java.util.List;
 import kora.data.distributed.common.Entry;
+import kora.data.distributed.common.KvStoreResultSet;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
@@ -18,7 +18,8 @@ import picocli.CommandLine.ParentCommand;
 /** {@code kora export}. */
 @Command(
     name = "export",
-    description = "Writes the records of the store, types included, so that import makes the same records again.")
+    description = "Writes the records of the store, as they are at this moment, types included, so that import makes the "
+        + "same records again.")
 final class ExportCommand implements Runnable {
   @ParentCommand private StoreScope scope;
 
@@ -35,13 +36,12 @@ final class ExportCommand implements Runnable {
   public void run() {
     RecordFormat chosen = file == null && format == null ? RecordFormat.JSONL : RecordFormat.choose(format, file);
     scope.use(StoreScope.Missing.FAIL, store -> {
-      List<Entry> entries = store.getEntries(prefix);
-      try {
+      try (KvStoreResultSet entries = store.getResultSet(prefix)) {
         if (file == null) {
           write(chosen, entries, new OutputStreamWriter(scope.out(), StandardCharsets.UTF_8));
         } else {
           writeFile(chosen, entries);
-          scope.out().printf("exported %d records%n", entries.size());
+          scope.out().printf("exported %d records%n", entries.getCount());
         }
       } catch (IOException failure) {
         throw new Failure((file == null ? "standard output" : file) + " can't be written: " + failure.getMessage());
@@ -50,7 +50,7 @@ final class ExportCommand implements Runnable {
   }
 
   /** Under another name until it is complete, so that an earlier file is replaced by a whole one or not at all. */
-  private void writeFile(RecordFormat chosen, List<Entry> entries) throws IOException {
+  private void writeFile(RecordFormat chosen, Iterable<Entry> entries) throws IOException {
     Path folder = file.toAbsolutePath().getParent();
     Path unfinished = Files.createTempFile(folder, "." + file.getFileName(), ".part");
     try {
@@ -63,7 +63,7 @@ final class ExportCommand implements Runnable {
     }
   }
 
-  private static void write(RecordFormat chosen, List<Entry> entries, Writer out) throws IOException {
+  private static void write(RecordFormat chosen, Iterable<Entry> entries, Writer out) throws IOException {
     BufferedWriter buffered = new BufferedWriter(out);
     RecordWriter records = chosen.writer(buffered);
     for (Entry entry : entries) {

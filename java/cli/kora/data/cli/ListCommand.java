@@ -1,6 +1,7 @@
 package kora.data.cli;
 
 import kora.data.distributed.common.Entry;
+import kora.data.distributed.common.KvStoreResultSet;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
@@ -21,7 +22,11 @@ final class ListCommand implements Runnable {
 
   @Override
   public void run() {
-    scope.use(StoreScope.Missing.FAIL, store -> store.getEntries(prefix).forEach(this::print));
+    scope.use(StoreScope.Missing.FAIL, store -> {
+      try (KvStoreResultSet entries = store.getResultSet(prefix)) {
+        entries.forEach(this::print);
+      }
+    });
   }
 
   private void print(Entry entry) {

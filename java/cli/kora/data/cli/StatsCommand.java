@@ -6,13 +6,12 @@ import java.io.UncheckedIOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.util.List;
 import java.util.Map;
 import java.util.TreeMap;
-import java.util.stream.Collectors;
 import java.util.stream.LongStream;
 import java.util.stream.Stream;
 import kora.data.distributed.common.Entry;
+import kora.data.distributed.common.KvStoreResultSet;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.ParentCommand;
 
@@ -23,23 +22,32 @@ final class StatsCommand implements Runnable {
 
   @Override
   public void run() {
-    kora.use(StoreScope.Missing.FAIL, store -> print(store.getEntries("")));
+    kora.use(StoreScope.Missing.FAIL, store -> {
+      try (KvStoreResultSet entries = store.getResultSet("")) {
+        print(entries);
+      }
+    });
   }
 
-  private void print(List<Entry> entries) {
-    PrintStream out = kora.out();
-    Map<String, Long> types = entries.stream()
-        .collect(Collectors.groupingBy(entry -> TypedText.of(entry.getValue()).type, TreeMap::new, Collectors.counting()));
-    long keyBytes = entries.stream().mapToLong(entry -> entry.getKey().getBytes(StandardCharsets.UTF_8).length).sum();
-    long valueBytes = entries.stream().mapToLong(entry -> entry.getValue().getPayloadSize()).sum();
+  private void print(KvStoreResultSet entries) {
+    Map<String, Long> types = new TreeMap<>();
+    long keyBytes = 0;
+    long valueBytes = 0;
+    for (Entry entry : entries) {
+      types.merge(TypedText.of(entry.getValue()).type, 1L, Long::sum);
+      keyBytes += entry.getKey().getBytes(StandardCharsets.UTF_8).length;
+      valueBytes += entry.getValue().getPayloadSize();
+    }
 
+    PrintStream out = kora.out();
     out.println("store    " + kora.storeName());
-    out.println("records  " + entries.size());
+    out.println("records  " + entries.getCount());
     types.forEach((type, count) -> out.println("  " + type + "  " + count));
     out.println("bytes    " + keyBytes + " in keys, " + valueBytes + " in values");
-    if (!entries.isEmpty()) {
-      out.println("keys     " + JsonLinesWriter.escaped(entries.get(0).getKey()) + " to "
-          + JsonLinesWriter.escaped(entries.get(entries.size() - 1).getKey()));
+    if (entries.moveToFirst()) {
+      String first = JsonLinesWriter.escaped(entries.getEntry().getKey());
+      entries.moveToLast();
+      out.println("keys     " + first + " to " + JsonLinesWriter.escaped(entries.getEntry().getKey()));
     }
     printFiles(kora.folder());
   }

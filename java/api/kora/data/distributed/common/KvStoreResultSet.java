@@ -1,10 +1,26 @@
 package kora.data.distributed.common;
 
+import java.util.Iterator;
+import java.util.Spliterator;
+import java.util.Spliterators;
+import java.util.stream.Stream;
+import java.util.stream.StreamSupport;
+
 /**
  * A cursor over the entries of a single store, as they were when it was opened. It begins before the first
  * entry. Several threads may use it, but share its one position.
+ *
+ * <p>As an {@link Iterable} and as a {@link #stream} it shows all entries in their order:
+ *
+ * <pre>{@code
+ * try (KvStoreResultSet entries = store.getResultSet("user/")) {
+ *   for (Entry entry : entries) {
+ *     System.out.println(entry.getKey());
+ *   }
+ * }
+ * }</pre>
  */
-public interface KvStoreResultSet extends AutoCloseable {
+public interface KvStoreResultSet extends AutoCloseable, Iterable<Entry> {
   /**
    * The number of entries.
    *
@@ -110,6 +126,39 @@ public interface KvStoreResultSet extends AutoCloseable {
    * @throws KvStoreException KEY_NOT_FOUND (there is no entry at the position), STORE_NOT_OPEN, DB_ERROR
    */
   Entry getEntry();
+
+  /**
+   * All entries from the first, wherever the position is. Each is read when it is asked for, which moves the
+   * position to it; the iterator itself keeps its own place, so it goes on rightly whatever moves the position
+   * meanwhile. Its {@code next} throws what {@link #getEntry} throws.
+   *
+   * @throws KvStoreException STORE_NOT_OPEN
+   */
+  @Override
+  Iterator<Entry> iterator();
+
+  /**
+   * As {@link #iterator}; knows how many entries are left.
+   *
+   * @throws KvStoreException STORE_NOT_OPEN
+   */
+  @Override
+  default Spliterator<Entry> spliterator() {
+    return Spliterators.spliterator(
+        iterator(), getCount(), Spliterator.ORDERED | Spliterator.IMMUTABLE | Spliterator.NONNULL);
+  }
+
+  /**
+   * All entries from the first, in their order; each is read when the stream needs it, as by {@link #iterator}.
+   * Closing the stream closes this result set, so a program that needs nothing else may hold the stream alone:
+   * {@code try (Stream<Entry> entries = store.getResultSet(prefix).stream())}.
+   *
+   * @return the stream
+   * @throws KvStoreException STORE_NOT_OPEN
+   */
+  default Stream<Entry> stream() {
+    return StreamSupport.stream(spliterator(), false).onClose(this::close);
+  }
 
   /** Closes the result set, as closing its store does. Closing again does nothing. */
   @Override

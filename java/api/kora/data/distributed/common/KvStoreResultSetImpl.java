@@ -1,5 +1,7 @@
 package kora.data.distributed.common;
 
+import java.util.Iterator;
+import java.util.NoSuchElementException;
 import java.util.function.LongFunction;
 import kora.data.distributed.internal.NativeHandle;
 import kora.data.distributed.internal.Results;
@@ -87,6 +89,33 @@ final class KvStoreResultSetImpl implements KvStoreResultSet {
   @Override
   public Entry getEntry() {
     return Results.notNull(call(KvStoreResultSetImpl::nativeGetEntry));
+  }
+
+  @Override
+  public Iterator<Entry> iterator() {
+    int count = getCount();
+    return new Iterator<>() {
+      private int next;
+
+      @Override
+      public boolean hasNext() {
+        return next < count;
+      }
+
+      @Override
+      public Entry next() {
+        if (!hasNext()) {
+          throw new NoSuchElementException();
+        }
+        return entryAt(next++);
+      }
+    };
+  }
+
+  /** In one step, so that no other thread moves the cursor in between. */
+  private Entry entryAt(int position) {
+    return Results.notNull(
+        call(resultSet -> nativeMoveToPosition(resultSet, position) ? nativeGetEntry(resultSet) : null));
   }
 
   @Override

@@ -9,9 +9,13 @@ import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.util.ArrayList;
+import java.util.Iterator;
 import java.util.List;
+import java.util.NoSuchElementException;
 import java.util.OptionalInt;
 import java.util.stream.Collectors;
+import java.util.stream.IntStream;
+import java.util.stream.Stream;
 import kora.data.distributed.common.Entry;
 import kora.data.distributed.common.KvManager;
 import kora.data.distributed.common.KvStoreErrorCode;
@@ -200,6 +204,51 @@ class StoreTest {
       assertEquals(1, resultSet.getPosition());
       assertTrue(resultSet.moveToPrevious() && resultSet.moveToLast() && resultSet.moveToFirst());
     }
+  }
+
+  @Test
+  void aResultSetIsIterableAndAStream() {
+    List<String> keys = IntStream.range(10, 60).mapToObj(i -> "k" + i).collect(Collectors.toList());
+    keys.forEach(key -> store.putString(key, key));
+    KvStoreResultSet resultSet = ifSupported(() -> store.getResultSet("k"));
+    store.delete("k10");
+    List<String> seen = new ArrayList<>();
+    for (Entry entry : resultSet) {
+      seen.add(entry.getKey());
+      resultSet.moveToLast();
+      assertEquals("k10", resultSet.iterator().next().getKey());
+    }
+    assertEquals(keys, seen);
+    assertEquals("k12", resultSet.stream().skip(2).map(Entry::getKey).findFirst().orElseThrow());
+    assertEquals(2, resultSet.getPosition());
+    assertEquals(keys, resultSet.stream().parallel().map(Entry::getKey).collect(Collectors.toList()));
+
+    Iterator<Entry> iterator = resultSet.iterator();
+    try (Stream<Entry> stream = resultSet.stream()) {
+      assertEquals(keys.size(), stream.count());
+    }
+    assertTrue(iterator.hasNext());
+    assertFails(KvStoreErrorCode.STORE_NOT_OPEN, iterator::next);
+    assertFails(KvStoreErrorCode.STORE_NOT_OPEN, resultSet::stream);
+    try (KvStoreResultSet empty = store.getResultSet("absent")) {
+      assertThrows(NoSuchElementException.class, () -> empty.iterator().next());
+      assertFails(KvStoreErrorCode.KEY_NOT_FOUND, empty::getEntry);
+    }
+  }
+
+  @Test
+  void closingAStoreClosesWhatItOpened() {
+    MultiKvStore multi = manager.openMulti("multi");
+    KvStoreSnapshot snapshot = ifSupported(multi::snapshot);
+    KvStoreResultSet resultSet = store.getResultSet("");
+    multi.close();
+    store.close();
+    assertFails(KvStoreErrorCode.STORE_NOT_OPEN, () -> snapshot.find("k"));
+    assertFails(KvStoreErrorCode.STORE_NOT_OPEN, () -> snapshot.getKeys(""));
+    assertFails(KvStoreErrorCode.STORE_NOT_OPEN, resultSet::moveToNext);
+    assertFails(KvStoreErrorCode.STORE_NOT_OPEN, resultSet::getEntry);
+    snapshot.close();
+    resultSet.close();
   }
 
   @Test
