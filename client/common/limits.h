@@ -14,6 +14,8 @@ inline constexpr size_t kMaxKeySize = 1024;             // bytes; the least is 1
 inline constexpr size_t kMaxValueSize = 4 * kMebibyte;  // bytes; the least is 1
 // Bytes of all keys and values together, in one batch or one transaction.
 inline constexpr size_t kMaxBatchSize = 64 * kMebibyte;
+inline constexpr size_t kMaxLabels = 64;      // capability labels, local and remote each
+inline constexpr size_t kMaxLabelSize = 128;  // bytes; the least is 1
 
 // 1 to 128 of A-Z a-z 0-9 . _ - and no dot in front: an identifier is also the name of a folder.
 inline bool IsIdentifier(std::string_view text) {

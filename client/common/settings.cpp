@@ -9,6 +9,9 @@
 #include <vector>
 
 #include "common/files.h"
+#include "common/log.h"
+#include "common/rate_limiter.h"
+#include "common/utf8.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -38,15 +41,22 @@ bool TakeDurability(std::string_view value, Settings& settings) {
   return value == "power" || value == "process";
 }
 
+bool TakeNumber(std::string_view value, uint64_t least, uint64_t greatest, uint64_t& number) {
+  const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
+  return error == std::errc() && end == value.data() + value.size() && number >= least && number <= greatest;
+}
+
 bool TakeMemoryBudget(std::string_view value, Settings& settings) {
-  const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), settings.memoryBudget);
-  return error == std::errc() && end == value.data() + value.size() &&
-         settings.memoryBudget >= kMinMemoryBudget && settings.memoryBudget <= kMaxMemoryBudget;
+  return TakeNumber(value, kMinMemoryBudget, kMaxMemoryBudget, settings.memoryBudget);
+}
+
+bool TakeRateLimit(std::string_view value, Settings& settings) {
+  return TakeNumber(value, 0, kMaxRate, settings.rateLimit);
 }
 
 bool TakeDeviceText(std::string_view value, std::string& text) {
   text = value;
-  return !value.empty() && value.size() <= kMaxDeviceText;
+  return !value.empty() && value.size() <= kMaxDeviceText && ToModifiedUtf8(value);
 }
 
 bool TakeDeviceName(std::string_view value, Settings& settings) {
@@ -63,14 +73,16 @@ struct Setting {
   const char* allowed;
   bool (*take)(std::string_view value, Settings& settings);
 };
-constexpr std::array<Setting, 6> kSettings = {{
+constexpr std::array<Setting, 7> kSettings = {{
     {"home", "KORA_DATA_HOME", "a folder", TakeHome},
     {"durability", "KORA_DATA_DURABILITY", "process or power", TakeDurability},
     {"memory.budget", "KORA_DATA_MEMORY_BUDGET",
      "a number of bytes from 8388608 (8 MiB) to 68719476736 (64 GiB)", TakeMemoryBudget},
     {"encryption.key.file", "KORA_DATA_KEY_FILE", "a file", TakeKeyFile},
-    {"device.name", nullptr, "1 to 128 bytes", TakeDeviceName},
-    {"device.type", nullptr, "1 to 128 bytes", TakeDeviceType},
+    {"rate.limit", "KORA_DATA_RATE_LIMIT", "a number of operations a second to 1000000, or 0 for no limit",
+     TakeRateLimit},
+    {"device.name", nullptr, "1 to 128 bytes of UTF-8", TakeDeviceName},
+    {"device.type", nullptr, "1 to 128 bytes of UTF-8", TakeDeviceType},
 }};
 
 const Setting* FindSetting(std::string_view name) {
@@ -164,7 +176,8 @@ std::filesystem::path DefaultHome(const Environment& environment) {
 std::string HostName() {
   std::array<char, 256> name{};
   gethostname(name.data(), name.size() - 1);
-  return name[0] == '\0' ? "unknown" : std::string(name.data()).substr(0, kMaxDeviceText);
+  const std::string text = std::string(name.data()).substr(0, kMaxDeviceText);
+  return text.empty() || !ToModifiedUtf8(text) ? "unknown" : text;
 }
 
 std::string Resolve(const Properties& configured, const Environment& environment, Settings& settings) {
@@ -211,6 +224,17 @@ const ResolvedSettings& Configuration::Settle() {
     settled_ = ResolveSettings(configured_, [](const char* name) { return std::getenv(name); });
   }
   return *settled_;
+}
+
+Status FindSettings(const Settings*& settings) {
+  const ResolvedSettings& resolved = Configuration::Instance().Settle();
+  if (resolved.settings) {
+    settings = &*resolved.settings;
+    return Status::SUCCESS;
+  }
+  __android_log_print(KORA_LOG_ERROR, kLogTag, "the client is not configured well: %s",
+                      resolved.error.c_str());
+  return Status::INVALID_ARGUMENT;
 }
 
 }  // namespace KORA::DistributedKv::Client

@@ -8,8 +8,10 @@
 //   memory.budget   KORA_DATA_MEMORY_BUDGET   bytes, 8 MiB to 64 GiB            64 MiB
 //   encryption.key.file
 //                   KORA_DATA_KEY_FILE        a file                            .key in the home folder
-//   device.name                               1 to 128 bytes                    the host's name
-//   device.type                               1 to 128 bytes                    unknown
+//   rate.limit      KORA_DATA_RATE_LIMIT      operations a second on a store,   0
+//                                             to 1000000; 0: no limit
+//   device.name                               1 to 128 bytes of UTF-8           the host's name
+//   device.type                               1 to 128 bytes of UTF-8           unknown
 //
 // A name that the program configured wins over the environment, that over the properties file which
 // KORA_DATA_CONFIG names (lines "name=value"), and that over the default.
@@ -23,6 +25,7 @@
 #include <string>
 
 #include "common/properties.h"
+#include "contract/status.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -36,7 +39,8 @@ struct Settings {
   Durability durability = Durability::kProcess;
   uint64_t memoryBudget = uint64_t{64} << 20;  // bytes: block cache and write buffers of all stores together
   std::filesystem::path keyFile;               // absolute
-  std::string deviceName;
+  uint64_t rateLimit = 0;                      // operations a second on one store; 0: no limit
+  std::string deviceName;                      // UTF-8, as the type is
   std::string deviceType = "unknown";
 };
 
@@ -67,5 +71,8 @@ class Configuration {
   Properties configured_;
   std::optional<ResolvedSettings> settled_;
 };
+
+// The settings of the process; or INVALID_ARGUMENT, with a line in the log that says what is wrong with them.
+Status FindSettings(const Settings*& settings);
 
 }  // namespace KORA::DistributedKv::Client

@@ -6,6 +6,8 @@
 
 #include "common/guard.h"
 #include "common/settings.h"
+#include "device/device_listeners.h"
+#include "device/local_device.h"
 #include "manager/store_registry.h"
 #include "store/multi_store.h"
 #include "store/single_store.h"
@@ -19,6 +21,8 @@ using Client::StoreRegistry;
 // The stores belong to the process; a manager keeps what is registered with itself.
 class [[gnu::visibility("hidden")]] DistributedKvDataManager::Impl {
  public:
+  Client::DeviceListeners deviceListeners;
+
   std::mutex mutex;
   // Nothing calls them: the stores live in this process, so there is no service that could die.
   std::set<std::shared_ptr<KvStoreDeathRecipient>> deathRecipients;
@@ -89,23 +93,24 @@ void DistributedKvDataManager::GetAllKvStoreId(const AppId& appId,
   });
 }
 
-Status DistributedKvDataManager::GetLocalDevice(DeviceInfo& /*device*/) {
-  return Status::NOT_SUPPORT;
+Status DistributedKvDataManager::GetLocalDevice(DeviceInfo& device) {
+  return Guard([&] { return Client::FindLocalDevice(device); });
 }
 
-Status DistributedKvDataManager::GetDeviceList(std::vector<DeviceInfo>& /*devices*/,
+// Which devices to list is a choice among those that can be reached, and there is no way to any.
+Status DistributedKvDataManager::GetDeviceList(std::vector<DeviceInfo>& devices,
                                                DeviceFilterStrategy /*strategy*/) {
-  return Status::NOT_SUPPORT;
+  devices.clear();
+  return Status::SUCCESS;
 }
 
 Status DistributedKvDataManager::StartWatchDeviceChange(
-    std::shared_ptr<DeviceStatusChangeListener> /*listener*/) {
-  return Status::NOT_SUPPORT;
+    std::shared_ptr<DeviceStatusChangeListener> listener) {
+  return Guard([&] { return impl_->deviceListeners.Add(std::move(listener)); });
 }
 
-Status DistributedKvDataManager::StopWatchDeviceChange(
-    std::shared_ptr<DeviceStatusChangeListener> /*listener*/) {
-  return Status::NOT_SUPPORT;
+Status DistributedKvDataManager::StopWatchDeviceChange(std::shared_ptr<DeviceStatusChangeListener> listener) {
+  return Guard([&] { return impl_->deviceListeners.Remove(listener); });
 }
 
 void DistributedKvDataManager::RegisterKvStoreServiceDeathRecipient(

@@ -7,8 +7,8 @@
 #include "common/limits.h"
 #include "common/log.h"
 #include "common/settings.h"
+#include "device/local_device.h"
 #include "engine/engine.h"
-#include "manager/device_identity.h"
 #include "manager/exit_handler.h"
 #include "manager/key_ring.h"
 
@@ -72,17 +72,6 @@ Status CheckTraits(const StoreTraits& actual, const StoreTraits& wanted) {
     return Refuse(Status::SECURITY_LEVEL_ERROR, "it was created with another security level");
   }
   return Status::SUCCESS;
-}
-
-Status FindSettings(const Settings*& settings) {
-  const ResolvedSettings& resolved = Configuration::Instance().Settle();
-  if (resolved.settings) {
-    settings = &*resolved.settings;
-    return Status::SUCCESS;
-  }
-  __android_log_print(KORA_LOG_ERROR, kLogTag, "the client is not configured well: %s",
-                      resolved.error.c_str());
-  return Status::INVALID_ARGUMENT;
 }
 
 std::filesystem::path PathOf(const Settings& settings, const StoreName& name) {
@@ -194,27 +183,22 @@ Status StoreRegistry::OpenFolder(const StoreFolder& folder, const StoreTraits& w
   const bool is_new = status == Status::STORE_NOT_FOUND && create;
   if (is_new) status = folder.Empty();
   if (!is_new && status == Status::SUCCESS) status = CheckTraits(record.traits, wanted);
-  std::string device;
-  if (status == Status::SUCCESS) status = ReadDevice(folder.Path().parent_path().parent_path(), device);
+  const Settings* settings = nullptr;
+  DeviceInfo device;
+  if (status == Status::SUCCESS) status = FindSettings(settings);
+  if (status == Status::SUCCESS) status = FindLocalDevice(device);
   if (status != Status::SUCCESS) return status;
 
   if (is_new) record.traits = wanted;
   std::unique_ptr<Engine> engine;
   status = OpenEngineIn(folder.Path(), is_new, record, engine);
   if (status != Status::SUCCESS) return status;
-  auto opened = std::make_shared<Store>(folder.Path().filename().string(), wanted, std::move(engine), device);
+  auto opened = std::make_shared<Store>(folder.Path().filename().string(), wanted, std::move(engine),
+                                        device.deviceId, settings->rateLimit);
   status = opened->Load();
   if (status == Status::SUCCESS && is_new) status = folder.WriteRecord(record);
   if (status == Status::SUCCESS) store = std::move(opened);
   return status;
-}
-
-Status StoreRegistry::ReadDevice(const std::filesystem::path& home, std::string& deviceId) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (!deviceId_) deviceId_ = DeviceIdentifier(home);
-  if (!deviceId_) return Status::DB_ERROR;
-  deviceId = *deviceId_;
-  return Status::SUCCESS;
 }
 
 Status StoreRegistry::CheckOpen(const StoreName& name) {

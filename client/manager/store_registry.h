@@ -62,14 +62,12 @@ class StoreRegistry {
   Status OpenSlot(Slot& slot, const std::filesystem::path& path, const StoreTraits& wanted, bool create);
   Status OpenFolder(const StoreFolder& folder, const StoreTraits& wanted, bool create,
                     std::shared_ptr<Store>& store);
-  Status ReadDevice(const std::filesystem::path& home, std::string& deviceId);
   void Release(const StoreName& name);
   std::vector<std::shared_ptr<Store>> OpenStores();
 
   OperationGate gate_;
   std::mutex mutex_;
   std::map<StoreName, Slot> slots_;
-  std::optional<std::string> deviceId_;  // guarded by mutex_
 };
 
 }  // namespace KORA::DistributedKv::Client

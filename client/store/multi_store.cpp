@@ -16,7 +16,7 @@ void MultiStore::GetKvStoreSnapshot(std::shared_ptr<KvStoreObserver> observer,
   std::unique_ptr<KvStoreSnapshot> taken;
   Status status = observer ? lease_->Subscribe(SubscribeType::ALL, std::move(observer)) : Status::SUCCESS;
   if (status == Status::SUCCESS) {
-    status = lease_->Call([&taken](Store& store) {
+    status = lease_->Access([&taken](Store& store) {
       auto view = std::make_shared<const Snapshot::ViewReader>(store.shared_from_this(), store.NewSnapshot());
       taken = std::make_unique<Snapshot>(std::move(view), store.Id());
       return Status::SUCCESS;
@@ -37,27 +37,27 @@ Status MultiStore::ReleaseKvStoreSnapshot(std::unique_ptr<KvStoreSnapshot> snaps
 }
 
 Status MultiStore::Put(const Key& key, const Value& value) {
-  return lease_->Call([&](Store& store) { return store.Put(key, value); });
+  return lease_->Access([&](Store& store) { return store.Put(key, value); });
 }
 
 Status MultiStore::PutBatch(const std::vector<Entry>& entries) {
-  return lease_->Call([&](Store& store) { return store.PutBatch(entries); });
+  return lease_->Access([&](Store& store) { return store.PutBatch(entries); });
 }
 
 Status MultiStore::Delete(const Key& key) {
-  return lease_->Call([&](Store& store) { return store.Delete(key); });
+  return lease_->Access([&](Store& store) { return store.Delete(key); });
 }
 
 Status MultiStore::DeleteBatch(const std::vector<Key>& keys) {
-  return lease_->Call([&](Store& store) { return store.DeleteBatch(keys); });
+  return lease_->Access([&](Store& store) { return store.DeleteBatch(keys); });
 }
 
 Status MultiStore::Clear() {
-  return lease_->Call([](Store& store) { return store.Clear(); });
+  return lease_->Access([](Store& store) { return store.Clear(); });
 }
 
 Status MultiStore::StartTransaction() {
-  return lease_->Call([](Store& store) { return store.StartTransaction(); });
+  return lease_->Access([](Store& store) { return store.StartTransaction(); });
 }
 
 Status MultiStore::Commit() {

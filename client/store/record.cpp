@@ -3,26 +3,14 @@
 #include <string>
 #include <vector>
 
+#include "common/big_endian.h"
+
 namespace KORA::DistributedKv::Client {
 
 namespace {
 
 constexpr size_t kVersionOffset = 1;
 constexpr size_t kDeviceOffset = kVersionOffset + sizeof(Version);
-constexpr int kByteBits = 8;
-
-template <typename Integer>
-void WriteBigEndian(Integer integer, char* out) {
-  for (size_t i = sizeof integer; i-- > 0; integer >>= kByteBits) out[i] = static_cast<char>(integer & 0xff);
-}
-
-template <typename Integer>
-Integer ReadBigEndian(const char* in) {
-  Integer integer = 0;
-  for (size_t i = 0; i < sizeof integer; ++i)
-    integer = integer << kByteBits | static_cast<unsigned char>(in[i]);
-  return integer;
-}
 
 }  // namespace
 

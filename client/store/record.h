@@ -15,6 +15,9 @@
 // About the store.
 //   name   size  value
 //   clock  8     a version that none of the store's records exceeds
+//   sync   n     what sync/sync_settings.h describes
+//   device followed by 4 bytes, the number of another device in this store, from 1
+//          n     the device's identifier
 #pragma once
 
 #include <array>
@@ -32,6 +35,7 @@ inline constexpr size_t kRecordHeadSize = 13;
 inline constexpr uint32_t kThisDevice = 0;
 inline constexpr Bytes kRecordSpace = "d";
 inline constexpr Bytes kClockKey = "mclock";
+inline constexpr Bytes kDeviceSpace = "mdevice";
 
 struct Record {
   Version version = 0;

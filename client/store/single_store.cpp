@@ -9,36 +9,45 @@
 
 namespace KORA::DistributedKv::Client {
 
+namespace {
+
+Status Refuse(const char* what) {
+  __android_log_print(KORA_LOG_WARN, kLogTag, "refused: %s", what);
+  return Status::INVALID_ARGUMENT;
+}
+
+}  // namespace
+
 StoreId SingleStore::GetStoreId() const {
   return lease_->Id();
 }
 
 Status SingleStore::Get(const Key& key, Value& value) const {
-  return lease_->Call([&](const Store& store) { return store.Get(key, value); });
+  return lease_->Access([&](const Store& store) { return store.Get(key, value); });
 }
 
 Status SingleStore::GetEntries(const Key& prefixKey, std::vector<Entry>& entries) const {
-  return lease_->Call([&](const Store& store) { return store.GetEntries(prefixKey, entries); });
+  return lease_->Access([&](const Store& store) { return store.GetEntries(prefixKey, entries); });
 }
 
 Status SingleStore::Put(const Key& key, const Value& value) {
-  return lease_->Call([&](Store& store) { return store.Put(key, value); });
+  return lease_->Access([&](Store& store) { return store.Put(key, value); });
 }
 
 Status SingleStore::PutBatch(const std::vector<Entry>& entries) {
-  return lease_->Call([&](Store& store) { return store.PutBatch(entries); });
+  return lease_->Access([&](Store& store) { return store.PutBatch(entries); });
 }
 
 Status SingleStore::Delete(const Key& key) {
-  return lease_->Call([&](Store& store) { return store.Delete(key); });
+  return lease_->Access([&](Store& store) { return store.Delete(key); });
 }
 
 Status SingleStore::DeleteBatch(const std::vector<Key>& keys) {
-  return lease_->Call([&](Store& store) { return store.DeleteBatch(keys); });
+  return lease_->Access([&](Store& store) { return store.DeleteBatch(keys); });
 }
 
 Status SingleStore::StartTransaction() {
-  return lease_->Call([](Store& store) { return store.StartTransaction(); });
+  return lease_->Access([](Store& store) { return store.StartTransaction(); });
 }
 
 Status SingleStore::Commit() {
@@ -71,7 +80,7 @@ Status SingleStore::GetEntriesWithQuery(const std::string& /*query*/, std::vecto
 template <typename MakeRows>
 void SingleStore::OpenResultSet(const ResultSetCallback& callback, MakeRows makeRows) const {
   std::unique_ptr<KvStoreResultSet> opened;
-  const Status status = lease_->Call([&](Store& store) {
+  const Status status = lease_->Access([&](Store& store) {
     std::unique_ptr<Rows> rows;
     const Status made = makeRows(store, rows);
     return made == Status::SUCCESS ? ResultSet::Open(store.shared_from_this(), std::move(rows), opened)
@@ -106,34 +115,48 @@ Status SingleStore::GetCountWithQuery(const std::string& /*query*/, int32_t& /*c
   return Status::NOT_SUPPORT;
 }
 
-Status SingleStore::Sync(const std::vector<std::string>& /*deviceIds*/, SyncMode /*mode*/,
-                         int32_t /*delayMs*/) {
-  return Status::NOT_SUPPORT;
+Status SingleStore::Sync(const std::vector<std::string>& deviceIds, SyncMode mode, int32_t delayMs) {
+  return lease_->Call([&](const Store&) { return syncs_.Start(deviceIds, mode, delayMs); });
 }
 
-Status SingleStore::RemoveDeviceData(const std::string& /*deviceId*/, int32_t /*flags*/) {
-  return Status::NOT_SUPPORT;
-}
-
-Status SingleStore::RegisterSyncCallback(std::shared_ptr<KvStoreSyncCallback> /*callback*/) {
-  return Status::NOT_SUPPORT;
+Status SingleStore::RegisterSyncCallback(std::shared_ptr<KvStoreSyncCallback> callback) {
+  return lease_->Call([&](const Store&) { return syncs_.Register(std::move(callback)); });
 }
 
 Status SingleStore::UnRegisterSyncCallback() {
-  return Status::NOT_SUPPORT;
+  return lease_->Call([&](const Store&) { return syncs_.Unregister(); });
 }
 
-Status SingleStore::SetSyncParam(const SyncParam& /*param*/) {
-  return Status::NOT_SUPPORT;
+Status SingleStore::RemoveDeviceData(const std::string& deviceId, int32_t flags) {
+  if (deviceId.empty() || flags != 0) return Refuse("to remove data without a device, or with unknown flags");
+  return lease_->Access([&](Store& store) { return store.RemoveDeviceData(deviceId); });
 }
 
-Status SingleStore::SetCapabilityEnabled(bool /*enabled*/) {
-  return Status::NOT_SUPPORT;
+Status SingleStore::SetSyncParam(const SyncParam& param) {
+  if (param.allowedDelayMs < 0) return Refuse("a negative allowed delay");
+  return lease_->Call([&](Store& store) {
+    return store.ChangeSyncSettings(
+        [&](SyncSettings& settings) { settings.allowedDelayMs = param.allowedDelayMs; });
+  });
 }
 
-Status SingleStore::SetCapabilityRange(const std::vector<std::string>& /*localLabels*/,
-                                       const std::vector<std::string>& /*remoteLabels*/) {
-  return Status::NOT_SUPPORT;
+Status SingleStore::SetCapabilityEnabled(bool enabled) {
+  return lease_->Call([&](Store& store) {
+    return store.ChangeSyncSettings([&](SyncSettings& settings) { settings.capabilityEnabled = enabled; });
+  });
+}
+
+Status SingleStore::SetCapabilityRange(const std::vector<std::string>& localLabels,
+                                       const std::vector<std::string>& remoteLabels) {
+  return lease_->Call([&](Store& store) {
+    Status status = CheckLabels(localLabels);
+    if (status == Status::SUCCESS) status = CheckLabels(remoteLabels);
+    if (status != Status::SUCCESS) return status;
+    return store.ChangeSyncSettings([&](SyncSettings& settings) {
+      settings.localLabels = localLabels;
+      settings.remoteLabels = remoteLabels;
+    });
+  });
 }
 
 }  // namespace KORA::DistributedKv::Client

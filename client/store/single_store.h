@@ -5,10 +5,11 @@
 
 #include "contract/single_kv_store.h"
 #include "store/store_lease.h"
+#include "sync/sync_session.h"
 
 namespace KORA::DistributedKv::Client {
 
-// What this client does not serve answers NOT_SUPPORT: queries, synchronisation, capabilities.
+// What this client does not serve answers NOT_SUPPORT: queries.
 class SingleStore : public SingleKvStore {
  public:
   explicit SingleStore(std::unique_ptr<StoreLease> lease) : lease_(std::move(lease)) {}
@@ -46,6 +47,7 @@ class SingleStore : public SingleKvStore {
   void OpenResultSet(const ResultSetCallback& callback, MakeRows makeRows) const;
 
   const std::unique_ptr<StoreLease> lease_;
+  SyncSession syncs_;
 };
 
 }  // namespace KORA::DistributedKv::Client

@@ -7,6 +7,7 @@
 #include "common/log.h"
 #include "store/change.h"
 #include "store/checks.h"
+#include "store/device_records.h"
 #include "store/record.h"
 #include "store/record_reader.h"
 #include "store/snapshot.h"
@@ -42,10 +43,13 @@ void DeleteRecord(Batch& batch, const Key& key) {
 
 }  // namespace
 
-Store::Store(std::string storeId, StoreTraits traits, std::unique_ptr<Engine> engine, std::string deviceId)
+Store::Store(std::string storeId, StoreTraits traits, std::unique_ptr<Engine> engine, std::string deviceId,
+             uint64_t rateLimit)
     : id_(std::move(storeId)),
       traits_(traits),
-      publisher_(std::make_shared<Publisher>(std::move(deviceId), id_)),
+      deviceId_(std::move(deviceId)),
+      rate_(rateLimit),
+      publisher_(std::make_shared<Publisher>(deviceId_, id_)),
       engine_(std::move(engine)) {}
 
 Status Store::Load() {
@@ -55,7 +59,7 @@ Status Store::Load() {
   if (!bound) return DamagedRecord(id_);
   clock_ = HybridClock(*bound);
   reserved_ = *bound;
-  return Status::SUCCESS;
+  return syncSettings_.Load(*engine_);
 }
 
 // Reads the engine, or the open transaction under the write lock.
@@ -131,6 +135,32 @@ Status Store::ListKeys(std::vector<Key>& keys) const {
     bytes += keys.back().Size();
   }
   return cursor->Result();
+}
+
+Status Store::RemoveDeviceData(const std::string& deviceId) {
+  std::optional<uint32_t> device;
+  Status status = Status::SUCCESS;
+  if (deviceId == deviceId_) {
+    device = kThisDevice;
+  } else {
+    status = DeviceRecords(*engine_, id_).FindNumber(deviceId, device);
+  }
+  std::string from(device ? kRecordSpace : Bytes());
+  while (status == Status::SUCCESS && !from.empty()) status = RemoveSliceOf(*device, from);
+  return status;
+}
+
+Status Store::RemoveSliceOf(uint32_t device, std::string& from) {
+  if (!inTransaction_) publisher_->AwaitRoom();
+  const std::lock_guard<std::mutex> lock(writing_);
+  const View& now = transaction_ ? static_cast<const View&>(*transaction_) : *engine_;
+  std::vector<Key> keys;
+  const Status status = DeviceRecords(now, id_).TakeKeys(device, from, keys);
+  if (status != Status::SUCCESS || keys.empty()) return status;
+  const auto fill = [&keys](Batch& batch, Version) {
+    for (const Key& key : keys) DeleteRecord(batch, key);
+  };
+  return transaction_ ? WriteToTransaction(SizeOfAll(keys), fill) : WriteNow(fill);
 }
 
 // Whatever is written goes through here, except the records that Clear removes at once.

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "common/operation_gate.h"
+#include "common/rate_limiter.h"
 #include "contract/blob.h"
 #include "contract/entry.h"
 #include "contract/status.h"
@@ -15,6 +16,7 @@
 #include "notify/publisher.h"
 #include "store/hybrid_clock.h"
 #include "store/readers.h"
+#include "sync/sync_settings.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -31,8 +33,9 @@ struct StoreTraits {
 // notifications the same order. Reads take it only while a transaction is open.
 class Store : public std::enable_shared_from_this<Store> {
  public:
-  // `deviceId` is this device's, as notifications name it.
-  Store(std::string storeId, StoreTraits traits, std::unique_ptr<Engine> engine, std::string deviceId);
+  // `deviceId` is this device's, as notifications name it; `rateLimit` as the settings have it.
+  Store(std::string storeId, StoreTraits traits, std::unique_ptr<Engine> engine, std::string deviceId,
+        uint64_t rateLimit = 0);
 
   // Once, before all other operations.
   Status Load();
@@ -42,6 +45,7 @@ class Store : public std::enable_shared_from_this<Store> {
   OperationGate& Gate() { return gate_; }
   Publisher& Observers() { return *publisher_; }
   Readers& OpenReaders() { return readers_; }
+  RateLimiter& Rate() { return rate_; }
 
   Status Get(const Key& key, Value& value) const;
   Status GetEntries(const Key& prefix, std::vector<Entry>& entries) const;
@@ -55,6 +59,14 @@ class Store : public std::enable_shared_from_this<Store> {
   Status StartTransaction();
   Status Commit();
   Status Rollback();
+  // Deletes the records that came from a device. In a transaction it is part of it; else writers get their
+  // turns in between, and observers are told in several changes where there is much to delete.
+  Status RemoveDeviceData(const std::string& deviceId);
+
+  SyncSettings GetSyncSettings() const { return syncSettings_.Get(); }
+  Status ChangeSyncSettings(const std::function<void(SyncSettings&)>& change) {
+    return syncSettings_.Change(*engine_, change);
+  }
 
   // Rolls an open transaction back, detaches the readers and closes the engine. No operation may be running
   // or follow.
@@ -70,6 +82,7 @@ class Store : public std::enable_shared_from_this<Store> {
   template <typename Fill>
   Status WriteToTransaction(size_t bytes, Fill fill);
   Status ListKeys(std::vector<Key>& keys) const;
+  Status RemoveSliceOf(uint32_t device, std::string& from);
   Status CommitObserved(IndexedBatch& batch);
   void Publish(Change&& change);
   Status CommitWithClock(Batch& batch);
@@ -77,10 +90,13 @@ class Store : public std::enable_shared_from_this<Store> {
 
   const std::string id_;
   const StoreTraits traits_;
+  const std::string deviceId_;
   OperationGate gate_;
+  RateLimiter rate_;
   const std::shared_ptr<Publisher> publisher_;
   Readers readers_;
   std::unique_ptr<Engine> engine_;
+  StoredSyncSettings syncSettings_;
 
   mutable std::mutex writing_;  // guards all below
   HybridClock clock_{0};

@@ -37,6 +37,12 @@ class StoreLease {
     });
   }
 
+  // As Call, for an operation that reads or writes records: it counts against the store's rate.
+  template <typename Operation>
+  Status Access(Operation operation) const noexcept {
+    return store_->Rate().Take() ? Call(operation) : Status::EXCEED_MAX_ACCESS_RATE;
+  }
+
   Status Subscribe(SubscribeType type, std::shared_ptr<KvStoreObserver> observer) const noexcept {
     return Call([&](Store& store) { return store.Observers().Subscribe(type, std::move(observer), this); });
   }

@@ -49,10 +49,12 @@ TEST_F(SettingsTest, ConfiguredWinsOverEnvironmentOverFile) {
   EXPECT_EQ(Resolve().settings->deviceName, "d=1");
   environment_["KORA_DATA_HOME"] = "/environment";
   environment_["KORA_DATA_MEMORY_BUDGET"] = "20000000";
+  environment_["KORA_DATA_RATE_LIMIT"] = "250";
   const auto settings = Resolve({{"home", "/configured/../home"}}).settings;
   ASSERT_TRUE(settings);
   EXPECT_EQ(settings->home, "/home");
   EXPECT_EQ(settings->memoryBudget, 20'000'000U);
+  EXPECT_EQ(settings->rateLimit, 250U);
   EXPECT_EQ(settings->durability, Durability::kPower);
 }
 
@@ -64,7 +66,10 @@ TEST_F(SettingsTest, ErrorsNameTheSettingAndWhatIsAllowed) {
       {{{"memory.budget", "64M"}}, "memory.budget"},
       {{{"memory.budget", ""}}, "memory.budget"},
       {{{"home", ""}}, "home: '' is not allowed"},
+      {{{"rate.limit", "1000001"}}, "a number of operations a second to 1000000"},
+      {{{"rate.limit", "-1"}}, "rate.limit"},
       {{{"device.name", std::string(129, 'x')}}, "1 to 128 bytes"},
+      {{{"device.name", "caf\xe9"}}, "'caf\\xe9' is not allowed; allowed is 1 to 128 bytes of UTF-8"},
       {{{"colour", "red"}}, "'colour' is not a setting; settings are home, durability"},
       {{{"device.t\xc3\xbf", "x"}}, "'device.t\\xc3\\xbf'"},
   };

@@ -159,7 +159,6 @@ class SeamTest {
     try (SingleKvStore store = manager.openSingle("refusals")) {
       assertCode(KvStoreErrorCode.NOT_SUPPORT, () -> store.getEntriesWithQuery("{}"));
       assertCode(KvStoreErrorCode.NOT_SUPPORT, () -> store.getCountWithQuery("{}"));
-      assertCode(KvStoreErrorCode.NOT_SUPPORT, () -> store.removeDeviceData("other"));
       assertCode(KvStoreErrorCode.KEY_NOT_FOUND, () -> store.get("absent"));
       assertCode(KvStoreErrorCode.DEFAULT_DB_ERROR, store::commit);
       assertCode(KvStoreErrorCode.DEFAULT_DB_ERROR, () -> manager.deleteStore("refusals"));
@@ -167,7 +166,6 @@ class SeamTest {
     }
     Options encrypted = Options.builder().encrypt(true).build();
     assertCode(KvStoreErrorCode.NOT_SUPPORT, () -> manager.openSingle("other", encrypted));
-    assertCode(KvStoreErrorCode.NOT_SUPPORT, manager::localDevice);
     assertCode(KvStoreErrorCode.STORE_NOT_FOUND, () -> manager.deleteStore("absent"));
   }
 

@@ -76,19 +76,20 @@ public interface KvManager extends AutoCloseable {
   List<String> storeIds();
 
   /**
-   * This device.
+   * This device. Its identifier is drawn at random once and kept in the folder of all stores; name and type
+   * come from {@link StoreClientSettings}.
    *
    * @return the device
-   * @throws KvStoreException NOT_SUPPORT, STORE_NOT_OPEN
+   * @throws KvStoreException DB_ERROR if the identifier can be neither read nor kept; STORE_NOT_OPEN
    */
   DeviceInfo localDevice();
 
   /**
-   * The other devices that can be reached now.
+   * The other devices that can be reached now: none, as long as this device works alone.
    *
    * @param strategy which of them
    * @return the devices, in a list that can't be changed
-   * @throws KvStoreException NOT_SUPPORT, STORE_NOT_OPEN
+   * @throws KvStoreException STORE_NOT_OPEN
    */
   List<DeviceInfo> devices(DeviceFilterStrategy strategy);
 
@@ -98,7 +99,7 @@ public interface KvManager extends AutoCloseable {
    * @param listener the listener; it can be registered once
    * @param strategy which devices
    * @return ends the registration when closed
-   * @throws KvStoreException INVALID_ARGUMENT if it is registered already; NOT_SUPPORT, STORE_NOT_OPEN
+   * @throws KvStoreException INVALID_ARGUMENT if it is registered already; STORE_NOT_OPEN
    */
   Subscription registerDeviceListener(DeviceChangeCallback listener, DeviceFilterStrategy strategy);
 

@@ -86,9 +86,21 @@ public final class StoreClientSettings {
     }
 
     /**
-     * The name by which other devices know this one.
+     * How many operations a store admits: calls that read or write records or begin a transaction, whatever
+     * their size, counted over all threads of the process. Up to one second's operations may come at once;
+     * beyond that calls fail with EXCEED_MAX_ACCESS_RATE. Default: no limit.
      *
-     * @param name the name
+     * @param operationsPerSecond 1 to 1,000,000, or 0 for no limit
+     * @return this builder
+     */
+    public Builder rateLimit(int operationsPerSecond) {
+      return set("rate.limit", Integer.toString(operationsPerSecond));
+    }
+
+    /**
+     * The name by which other devices know this one. Default: the host's name.
+     *
+     * @param name the name, 1 to 128 bytes in UTF-8
      * @return this builder
      */
     public Builder deviceName(String name) {
@@ -96,9 +108,9 @@ public final class StoreClientSettings {
     }
 
     /**
-     * What kind of device this is.
+     * What kind of device this is. Default: "unknown".
      *
-     * @param type the type
+     * @param type the type, 1 to 128 bytes in UTF-8
      * @return this builder
      */
     public Builder deviceType(String type) {

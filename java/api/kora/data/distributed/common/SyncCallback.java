@@ -5,10 +5,16 @@ import java.util.Map;
 /** Is told that a synchronisation has ended. */
 @FunctionalInterface
 public interface SyncCallback {
+  /** The result of a device with which the synchronisation succeeded. */
+  int SUCCEEDED = 0;
+  /** The result of a device with which it did not; the log of the store client says why. */
+  int FAILED = 1;
+
   /**
-   * A synchronisation has ended.
+   * A synchronisation has ended. Called on a callback thread; what it throws goes to that thread's uncaught
+   * exception handler.
    *
-   * @param results for each device identifier 0 if it succeeded, else 1
+   * @param results for each device identifier {@link #SUCCEEDED} or {@link #FAILED}
    */
   void syncCompleted(Map<String, Integer> results);
 }

@@ -7,7 +7,7 @@ public final class Callbacks {
   private Callbacks() {}
 
   /** Runs the code; what it throws goes to the thread's handler instead of native code. */
-  static void run(Runnable code) {
+  public static void run(Runnable code) {
     boolean nested = isCallbackThread();
     RUNNING.set(true);
     try {

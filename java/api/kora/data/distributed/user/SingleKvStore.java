@@ -15,6 +15,7 @@ import kora.data.distributed.common.KvWriter;
 import kora.data.distributed.common.SecurityLevel;
 import kora.data.distributed.common.SubscribeType;
 import kora.data.distributed.common.Subscription;
+import kora.data.distributed.common.SyncCallback;
 import kora.data.distributed.common.SyncMode;
 
 /** A store with one value for each key. */
@@ -80,14 +81,26 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    * @param deviceIds the identifiers of the devices, at least one
    * @param mode the direction
    * @return as {@link #sync(Collection, SyncMode, Duration, Duration)}
-   * @throws KvStoreException NOT_SUPPORT, INVALID_ARGUMENT, STORE_NOT_OPEN
+   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN
    */
   default CompletableFuture<Map<String, Boolean>> sync(Collection<String> deviceIds, SyncMode mode) {
     return sync(deviceIds, mode, Duration.ZERO, Duration.ofMinutes(1));
   }
 
   /**
-   * Synchronises with other devices.
+   * Synchronises with other devices, with no delay and a time-out of one minute.
+   *
+   * @param deviceIds the identifiers of the devices, at least one
+   * @param mode the direction
+   * @param callback is told of the outcome exactly once, never on the calling thread before this returns; where
+   *     none came in time, or the store was closed first, all devices count as failed
+   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN; the callback is not called then
+   */
+  void sync(Collection<String> deviceIds, SyncMode mode, SyncCallback callback);
+
+  /**
+   * Synchronises with other devices. A device that is unknown, as all are to a device that works alone, is a
+   * failure in the outcome.
    *
    * <p>The future completes in any case: with the outcome, or exceptionally with a {@link
    * java.util.concurrent.TimeoutException}, also when the store client could not begin, or with a {@link
@@ -99,29 +112,32 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    * @param delay how long the store client may wait to put synchronisations together, in whole milliseconds
    * @param timeout how long to wait for the outcome
    * @return for each device whether it succeeded
-   * @throws KvStoreException NOT_SUPPORT, INVALID_ARGUMENT, STORE_NOT_OPEN
+   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN
    */
   CompletableFuture<Map<String, Boolean>> sync(
       Collection<String> deviceIds, SyncMode mode, Duration delay, Duration timeout);
 
   /**
-   * Sets how long changes may wait to be synchronised.
+   * Sets how long changes may wait to be synchronised. It is kept with the store; the default is 0.
    *
    * @param allowedDelay in whole milliseconds
-   * @throws KvStoreException NOT_SUPPORT, INVALID_ARGUMENT, STORE_NOT_OPEN
+   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
    */
   void setAllowedSyncDelay(Duration allowedDelay);
 
   /**
-   * Removes the records that came from a device; the device itself keeps them.
+   * Removes the records whose last value was written on a device; another device itself keeps them. Observers
+   * are told as of any deletion, in several changes where there is much to remove. In a transaction it is part
+   * of it. An identifier from which nothing came removes nothing.
    *
-   * @param deviceId the identifier of the device
-   * @throws KvStoreException NOT_SUPPORT, INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
+   * @param deviceId the identifier of the device; that of this device removes what was written here
+   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   void removeDeviceData(String deviceId);
 
   /**
-   * Turns the capability on or off by which devices choose their partners.
+   * Turns on or off whether devices choose their partners by labels. It is kept with the store; the default is
+   * off.
    *
    * @param enabled whether it is on
    * @throws KvStoreException DEFAULT_DB_ERROR if the store client refuses; STORE_NOT_OPEN
@@ -129,10 +145,11 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
   void setCapabilityEnabled(boolean enabled);
 
   /**
-   * Sets the labels by which devices choose their partners.
+   * Sets the labels by which devices choose their partners. They are kept with the store and replace earlier
+   * ones. There can be 64 of each kind, of 1 to 128 bytes in modified UTF-8.
    *
-   * @param localLabels the labels of this device; none must be null or empty
-   * @param remoteLabels the labels of possible partners; none must be null or empty
+   * @param localLabels the labels of this device
+   * @param remoteLabels the labels of possible partners
    * @throws KvStoreException DEFAULT_DB_ERROR if the store client refuses; INVALID_ARGUMENT, STORE_NOT_OPEN
    */
   void setCapabilityRange(Collection<String> localLabels, Collection<String> remoteLabels);

@@ -1,11 +1,14 @@
 package kora.data.distributed.user;
 
 import java.time.Duration;
+import java.util.Arrays;
 import java.util.Collection;
+import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
 import java.util.Optional;
 import java.util.concurrent.CompletableFuture;
+import java.util.function.Consumer;
 import java.util.function.LongUnaryOperator;
 import kora.data.distributed.common.ChangeNotification;
 import kora.data.distributed.common.Entry;
@@ -21,6 +24,7 @@ import kora.data.distributed.common.SyncCallback;
 import kora.data.distributed.common.SyncMode;
 import kora.data.distributed.common.Value;
 import kora.data.distributed.internal.Arguments;
+import kora.data.distributed.internal.Callbacks;
 import kora.data.distributed.internal.Keys;
 import kora.data.distributed.internal.NativeHandle;
 import kora.data.distributed.internal.ObserverRelay;
@@ -32,6 +36,10 @@ import kora.data.distributed.internal.Texts;
 
 /** A single store. */
 final class SingleKvStoreImpl extends NativeStore implements SingleKvStore {
+  private static final Duration DEFAULT_SYNC_TIMEOUT = Duration.ofMinutes(1);
+  private static final int MAX_LABELS = 64;
+  private static final int MAX_LABEL_SIZE = 128;
+
   private final Object syncLock = new Object();
   private boolean syncCallbackRegistered;
 
@@ -139,6 +147,30 @@ final class SingleKvStoreImpl extends NativeStore implements SingleKvStore {
   @Override
   public CompletableFuture<Map<String, Boolean>> sync(
       Collection<String> deviceIds, SyncMode mode, Duration delay, Duration timeout) {
+    return sync(deviceIds, mode, delay, timeout, outcome -> {});
+  }
+
+  @Override
+  public void sync(Collection<String> deviceIds, SyncMode mode, SyncCallback callback) {
+    Arguments.notNull(callback, "sync callback");
+    List<String> devices = List.of(texts(deviceIds, "device identifier"));
+    sync(devices, mode, Duration.ZERO, DEFAULT_SYNC_TIMEOUT, future -> future.whenComplete((outcome, failure) -> {
+      Map<String, Integer> results = new HashMap<>();
+      for (String device : devices) {
+        boolean succeeded = outcome != null && outcome.getOrDefault(device, false);
+        results.put(device, succeeded ? SyncCallback.SUCCEEDED : SyncCallback.FAILED);
+      }
+      Callbacks.run(() -> callback.syncCompleted(results));
+    }));
+  }
+
+  /**
+   * Synchronises.
+   *
+   * @param prepare is given the future before it can be complete
+   */
+  private CompletableFuture<Map<String, Boolean>> sync(Collection<String> deviceIds, SyncMode mode, Duration delay,
+      Duration timeout, Consumer<CompletableFuture<Map<String, Boolean>>> prepare) {
     String[] devices = texts(deviceIds, "device identifier");
     if (devices.length == 0) {
       throw Arguments.invalid("There are no devices to synchronise with.");
@@ -151,6 +183,7 @@ final class SingleKvStoreImpl extends NativeStore implements SingleKvStore {
       // It can end before the native call returns.
       CompletableFuture<Map<String, Boolean>> outcome =
           Syncs.CALLBACK.expect(handle, List.of(devices), timeout);
+      prepare.accept(outcome);
       nativeSync(devices, mode.getCode(), delayMillis, store);
       return outcome;
     });
@@ -175,8 +208,8 @@ final class SingleKvStoreImpl extends NativeStore implements SingleKvStore {
 
   @Override
   public void setCapabilityRange(Collection<String> localLabels, Collection<String> remoteLabels) {
-    String[] local = texts(localLabels, "local label");
-    String[] remote = texts(remoteLabels, "remote label");
+    String[] local = labels(localLabels, "local label");
+    String[] remote = labels(remoteLabels, "remote label");
     run(store -> nativeSetCapabilityRange(local, remote, store));
   }
 
@@ -232,6 +265,16 @@ final class SingleKvStoreImpl extends NativeStore implements SingleKvStore {
     String[] array = Arguments.notNull(texts, "collection").toArray(new String[0]);
     for (String text : array) {
       Arguments.text(text, name);
+    }
+    return array;
+  }
+
+  private static String[] labels(Collection<String> labels, String name) {
+    String[] array = texts(labels, name);
+    boolean fit = Arrays.stream(array).allMatch(label -> Keys.encodePrefix(label).length <= MAX_LABEL_SIZE);
+    if (array.length > MAX_LABELS || !fit) {
+      throw Arguments.invalid("There can be " + MAX_LABELS + " " + name + "s of 1 to " + MAX_LABEL_SIZE
+          + " bytes in modified UTF-8.");
     }
     return array;
   }

@@ -43,6 +43,9 @@ public final class ChildProgram {
       case "loaders":
         loaders(new URL(arguments[1]), new URL(arguments[2]));
         break;
+      case "limited":
+        limited(Integer.parseInt(arguments[1]));
+        break;
       case "configure":
         configure(arguments[1]);
         break;
@@ -130,6 +133,23 @@ public final class ChildProgram {
       System.out.println("received " + keys.poll(20, TimeUnit.SECONDS));
     } catch (KvStoreException refusal) {
       System.out.println("refused " + refusal.getErrorCode() + ": " + refusal.getMessage());
+    }
+  }
+
+  /** Writes until the rate turns a write away, and prints what became of the calls that never are. */
+  private static void limited(int rate) {
+    StoreClient.configure(StoreClientSettings.builder().rateLimit(rate).deviceName("d\u00e9j\u00e0 \ud83d\ude00").build());
+    try (KvManager manager = KvManagerFactory.create("child"); SingleKvStore store = manager.openSingle("store")) {
+      store.startTransaction();
+      try {
+        for (int i = 0; i < 1000 * rate; i++) {
+          store.putInt("key", i);
+        }
+      } catch (KvStoreException refusal) {
+        System.out.println("refused " + refusal.getErrorCode());
+      }
+      store.rollback();
+      System.out.println("named " + manager.localDevice().getName().codePointCount(0, 7));
     }
   }
 

@@ -12,6 +12,7 @@ import java.nio.file.Path;
 import java.time.Duration;
 import java.util.Arrays;
 import java.util.Collection;
+import java.util.Collections;
 import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
@@ -34,6 +35,7 @@ import kora.data.distributed.common.SecurityLevel;
 import kora.data.distributed.common.StoreClient;
 import kora.data.distributed.common.StoreClientSettings;
 import kora.data.distributed.common.SubscribeType;
+import kora.data.distributed.common.SyncCallback;
 import kora.data.distributed.common.SyncMode;
 import kora.data.distributed.common.Value;
 import kora.data.distributed.device.DeviceChangeCallback;
@@ -52,6 +54,7 @@ class GuardTest {
       argument(Collection.class, List.of("text")), argument(Duration.class, Duration.ZERO),
       argument(SyncMode.class, SyncMode.PULL), argument(SubscribeType.class, SubscribeType.ALL),
       argument(KvStoreObserver.class, (KvStoreObserver) n -> {}), argument(Options.class, Options.defaults()),
+      argument(SyncCallback.class, (SyncCallback) results -> {}),
       argument(DeviceFilterStrategy.class, DeviceFilterStrategy.FILTER),
       argument(DeviceChangeCallback.class, (DeviceChangeCallback) (d, s) -> {}),
       argument(KvStoreServiceDeathRecipient.class, (KvStoreServiceDeathRecipient) () -> {}),
@@ -115,6 +118,11 @@ class GuardTest {
       assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> multi.deleteBatch(List.of("")));
       assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> store.sync(List.of(), SyncMode.PULL));
       assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> store.sync(List.of(""), SyncMode.PULL));
+      assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> store.sync(List.of(), SyncMode.PULL, results -> {}));
+      assertFails(KvStoreErrorCode.INVALID_ARGUMENT,
+          () -> store.setCapabilityRange(List.of("x".repeat(129)), List.of()));
+      assertFails(KvStoreErrorCode.INVALID_ARGUMENT,
+          () -> store.setCapabilityRange(List.of(), Collections.nCopies(65, "x")));
       assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> store.setAllowedSyncDelay(Duration.ofMillis(-1)));
       assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> store.setAllowedSyncDelay(Duration.ofDays(30)));
     }

@@ -100,6 +100,15 @@ class ProcessTest {
     assertTrue(Files.isDirectory(home.resolve("child")), files(folder).toString());
   }
 
+  @Test
+  void aRateTurnsCallsAwayButNotTheEndOfATransaction() throws Exception {
+    Child child = run(List.of(LIBRARIES, CHECKED), "limited", "1");
+    assumeTrue(!child.output.contains("NOT_SUPPORT"), "this client has no settings");
+    assertEquals(0, child.status, child.output);
+    assertTrue(child.output.contains("refused EXCEED_MAX_ACCESS_RATE"), child.output);
+    assertTrue(child.output.contains("named 6"), child.output);
+  }
+
   private Child run(List<String> options, String... arguments) throws IOException, InterruptedException {
     List<String> command = new ArrayList<>(List.of(System.getProperty("java.home") + "/bin/java", "-ea"));
     command.addAll(options);

@@ -1,4 +1,4 @@
-#include "manager/device_identity.h"
+#include "device/device_identity.h"
 
 #include <sys/random.h>
 

@@ -1,0 +1,36 @@
+#include "sync/sync_completions.h"
+
+#include <utility>
+
+namespace KORA::DistributedKv::Client {
+
+SyncCompletions& SyncCompletions::Instance() {
+  static auto& instance =
+      *new auto(std::make_shared<SyncCompletions>());  // in use until the process has ended
+  return *instance;
+}
+
+void SyncCompletions::Post(std::shared_ptr<KvStoreSyncCallback> callback, SyncResults results) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  waiting_.push_back({std::move(callback), std::move(results)});
+  if (scheduled_) return;
+  try {
+    CallbackQueue::Instance().Schedule(shared_from_this());
+  } catch (...) {
+    waiting_.pop_back();  // the caller hears of it
+    throw;
+  }
+  scheduled_ = true;
+}
+
+bool SyncCompletions::DeliverOne(const Invoker& invoke) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  const Completion oldest = std::move(waiting_.front());
+  waiting_.pop_front();
+  lock.unlock();
+  invoke([&oldest] { oldest.callback->SyncCompleted(oldest.results); });
+  lock.lock();
+  return scheduled_ = !waiting_.empty();
+}
+
+}  // namespace KORA::DistributedKv::Client

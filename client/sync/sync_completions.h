@@ -1,0 +1,39 @@
+// Tells how synchronisations ended.
+#pragma once
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "contract/kv_store_sync_callback.h"
+#include "notify/callback_queue.h"
+
+namespace KORA::DistributedKv::Client {
+
+// By device identifier.
+using SyncResults = std::map<std::string, Status>;
+
+// Of all stores of the process. Any thread may call.
+class SyncCompletions : public CallbackSource, public std::enable_shared_from_this<SyncCompletions> {
+ public:
+  static SyncCompletions& Instance();
+
+  // Has the callback called once, after the completions that were posted before.
+  void Post(std::shared_ptr<KvStoreSyncCallback> callback, SyncResults results);
+
+  bool DeliverOne(const Invoker& invoke) override;
+
+ private:
+  struct Completion {
+    std::shared_ptr<KvStoreSyncCallback> callback;
+    SyncResults results;
+  };
+
+  std::mutex mutex_;
+  std::deque<Completion> waiting_;
+  bool scheduled_ = false;
+};
+
+}  // namespace KORA::DistributedKv::Client

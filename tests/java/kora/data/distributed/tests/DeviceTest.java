@@ -1,0 +1,112 @@
+package kora.data.distributed.tests;
+
+import static kora.data.distributed.tests.Stores.assertFails;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.time.Duration;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.Map;
+import java.util.concurrent.BlockingQueue;
+import java.util.concurrent.LinkedBlockingQueue;
+import java.util.concurrent.TimeUnit;
+import kora.data.distributed.common.KvManager;
+import kora.data.distributed.common.KvStoreErrorCode;
+import kora.data.distributed.common.SubscribeType;
+import kora.data.distributed.common.Subscription;
+import kora.data.distributed.common.SyncMode;
+import kora.data.distributed.device.DeviceChangeCallback;
+import kora.data.distributed.device.DeviceFilterStrategy;
+import kora.data.distributed.device.DeviceInfo;
+import kora.data.distributed.user.SingleKvStore;
+import org.junit.jupiter.api.AfterEach;
+import org.junit.jupiter.api.Test;
+
+/** This device, and synchronisation while there are no others. */
+class DeviceTest {
+  private final KvManager manager = Stores.manager();
+
+  @AfterEach
+  void close() {
+    manager.close();
+  }
+
+  @Test
+  void thisDeviceSignsItsChangesAndKnowsNoOther() throws Exception {
+    DeviceInfo device = Stores.ifSupported(manager::localDevice);
+    BlockingQueue<String> devices = new LinkedBlockingQueue<>();
+    try (SingleKvStore store = manager.openSingle("store")) {
+      store.subscribe(SubscribeType.ALL, change -> devices.add(change.getDeviceId()));
+      store.putInt("key", 1);
+      assertEquals(device.getId(), devices.poll(20, TimeUnit.SECONDS));
+    }
+    assertTrue(device.getId().matches("[0-9a-f]{32}"), device.toString());
+    assertEquals("unknown", device.getType());
+    for (DeviceFilterStrategy strategy : DeviceFilterStrategy.values()) {
+      assertEquals(List.of(), manager.devices(strategy));
+    }
+  }
+
+  @Test
+  void listenersAreRegisteredOnce() {
+    Stores.ifSupported(manager::localDevice);
+    DeviceChangeCallback listener = (device, status) -> {};
+    Subscription first = manager.registerDeviceListener(listener, DeviceFilterStrategy.FILTER);
+    assertFails(KvStoreErrorCode.INVALID_ARGUMENT,
+        () -> manager.registerDeviceListener(listener, DeviceFilterStrategy.NO_FILTER));
+    first.close();
+    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> manager.unregisterDeviceListener(listener));
+    manager.registerDeviceListener(listener, DeviceFilterStrategy.NO_FILTER);
+    manager.unregisterDeviceListener(listener);
+  }
+
+  @Test
+  void aSyncNamesEachDeviceAsFailedOnce() throws Exception {
+    Stores.ifSupported(manager::localDevice);
+    try (SingleKvStore store = manager.openSingle("store")) {
+      Map<String, Boolean> outcome = store.sync(List.of("a", "\ud83d\ude00", "a"), SyncMode.PUSH_PULL).get(20, TimeUnit.SECONDS);
+      assertEquals(Map.of("a", false, "\ud83d\ude00", false), outcome);
+      BlockingQueue<Map<String, Integer>> told = new LinkedBlockingQueue<>();
+      for (int i = 0; i < 20; i++) {
+        store.sync(List.of("a", "b" + i), SyncMode.PULL, told::add);
+      }
+      List<Map<String, Integer>> expected = new ArrayList<>();
+      List<Map<String, Integer>> results = new ArrayList<>();
+      for (int i = 0; i < 20; i++) {
+        expected.add(Map.of("a", 1, "b" + i, 1));
+        results.add(told.poll(20, TimeUnit.SECONDS));
+      }
+      assertEquals(expected, results);
+      assertTrue(told.isEmpty());
+    }
+  }
+
+  @Test
+  void aSyncCallbackComesAlsoWhenTheStoreIsClosedAtOnce() throws Exception {
+    Stores.ifSupported(manager::localDevice);
+    BlockingQueue<Map<String, Integer>> told = new LinkedBlockingQueue<>();
+    for (int i = 0; i < 50; i++) {
+      try (SingleKvStore store = manager.openSingle("store")) {
+        store.sync(List.of("a"), SyncMode.PUSH, told::add);
+      }
+      assertEquals(Map.of("a", 1), told.poll(20, TimeUnit.SECONDS));
+    }
+    assertTrue(told.isEmpty());
+  }
+
+  @Test
+  void settingsForSynchronisationAreTakenAndOwnDataCanBeRemoved() {
+    DeviceInfo device = Stores.ifSupported(manager::localDevice);
+    try (SingleKvStore store = manager.openSingle("store")) {
+      store.setAllowedSyncDelay(Duration.ofSeconds(1));
+      store.setCapabilityEnabled(true);
+      store.setCapabilityRange(List.of("home"), List.of("home", "\ud83d\ude00".repeat(21)));
+      store.putInt("key", 1);
+      store.removeDeviceData("another");
+      assertTrue(store.contains("key"));
+      store.removeDeviceData(device.getId());
+      assertEquals(List.of(), store.getEntries(""));
+    }
+  }
+}
