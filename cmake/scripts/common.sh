@@ -7,7 +7,7 @@ export JAVA_HOME
 
 # shellcheck disable=SC2034  # used by those who source this
 build_packages=(g++ cmake ninja-build openjdk-17-jdk-headless librocksdb-dev libssl-dev
-  libpicocli-java libjackson2-core-java libcommons-csv-java unicode-data)
+  libpicocli-java libjackson2-core-java libcommons-csv-java libjline3-java unicode-data)
 
 # What CTest and clang-tidy write about tests and files that are in order.
 passed_lines='^ *Start +[0-9]+: |^ *[0-9]+/[0-9]+ Test +#.* Passed |^clang-tidy-14 |warnings? generated\.$'

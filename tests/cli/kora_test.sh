@@ -183,8 +183,46 @@ progress_bar() {
   grep -q $'\033\\[K' terminal || fail 'no progress bar on a terminal'
 }
 
+# One command after another on a store that is opened once; what fails does not end it.
+shell_commands() {
+  printf '%s\n' 'get early' '# a comment' '' "put 'b c' \"it's\"" 'put -t int a 7' 'begin' 'rm a' 'ls' 'rollback' 'get -t a' 'get a' |
+    expect 1 $'b c\nint\t7\n7' "^kora: store 'session' of application 'kora': There is no store" kora --store session shell
+  printf '%s\n' 'ls -l' 'begin' 'put never seen' |
+    expect 0 $'a\tint\t7\nb c\tstring\tit'\''s' '^kora: the transaction was not committed' kora --store session shell
+  printf '%s\n' 'ls' 'exit' 'put never seen' | expect 0 $'a\nb c' '' kora --store session shell
+  printf 'jump' | expect 1 '' "^kora: Unmatched argument.*'jump' \('--help' explains\)$" kora --store session shell
+  printf '%s\n' 'help' | kora --store session shell | grep -q 'rollback' || fail 'no help in the shell'
+}
+
+# On a terminal: completion of a command, an option and a key, history, and the end by a key.
+shell_on_a_terminal() {
+  export XDG_STATE_HOME=$folder/state TERM=xterm
+  coproc TERMINAL { script -qefc "'$source_folder/bin/kora' --store session shell" terminal; }
+  await_text 'session> '
+  printf 'put key/one 1\r' >&"${TERMINAL[1]}"
+  await_text 'session> '
+  printf 'ge\t --t\t key\t\r' >&"${TERMINAL[1]}"
+  await_text $'string\t1'
+  await_text 'session> '
+  printf '\004' >&"${TERMINAL[1]}"
+  wait "$TERMINAL_PID" || fail "the shell ended with status $?"
+  grep -q 'put key/one 1' "$XDG_STATE_HOME/kora/history" || fail 'no history'
+  [[ $(stat -c %a "$XDG_STATE_HOME/kora/history") == 600 ]] || fail 'others can read the history'
+}
+
+# await_text TEXT: reads on until the terminal has shown it.
+await_text() {
+  local shown='' character
+  until [[ $shown == *"$1"* ]]; do
+    IFS= read -r -d '' -N 1 -t 60 -u "${TERMINAL[0]}" character || fail "the terminal did not show '$1': $shown"
+    shown+=$character
+  done
+}
+
 single_records
 wrong_use
+shell_commands
+shell_on_a_terminal
 round_trips
 imports
 bad_imports

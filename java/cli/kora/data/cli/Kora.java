@@ -30,7 +30,8 @@ import picocli.CommandLine.ScopeType;
     usageHelpAutoWidth = true,
     subcommands = {
       StoresCommand.class, PutCommand.class, GetCommand.class, RemoveCommand.class, ListCommand.class,
-      ImportCommand.class, ExportCommand.class, WatchCommand.class, StatsCommand.class
+      ImportCommand.class, ExportCommand.class, WatchCommand.class, StatsCommand.class,
+      ShellCommand.class
     },
     footer = {
       "",
@@ -38,6 +39,9 @@ import picocli.CommandLine.ScopeType;
       "Environment: KORA_APP, KORA_STORE, KORA_DATA_HOME; KORA_LOG_LEVEL=error shows the store client's log."
     })
 public final class Kora implements StoreScope {
+  private static final PrintStream ERR =
+      new PrintStream(new FileOutputStream(FileDescriptor.err), true, StandardCharsets.UTF_8);
+
   @Option(
       names = "--home",
       scope = ScopeType.INHERIT,
@@ -77,17 +81,21 @@ public final class Kora implements StoreScope {
     System.exit(kora.out.checkError() && status == 0 ? 1 : status);
   }
 
+  /** Prints a line on standard error. */
+  static void warn(String text) {
+    ERR.println("kora: " + text);
+  }
+
   /** Gives a command line this tool's manners: one line for a failure, nothing of Java in it. */
   static CommandLine configured(CommandLine commandLine) {
-    PrintStream err = new PrintStream(new FileOutputStream(FileDescriptor.err), true, StandardCharsets.UTF_8);
     commandLine.setCaseInsensitiveEnumValuesAllowed(true);
     commandLine.setParameterExceptionHandler((wrong, args) -> {
       String name = wrong.getCommandLine().getCommandSpec().qualifiedName();
-      err.println("kora: " + firstLine(wrong.getMessage()) + " ('" + name + " --help' explains)");
+      warn(firstLine(wrong.getMessage()) + " ('" + (name + " --help").trim() + "' explains)");
       return CommandLine.ExitCode.USAGE;
     });
     commandLine.setExecutionExceptionHandler((failure, line, result) -> {
-      err.println("kora: " + firstLine(messageOf(failure)));
+      warn(firstLine(messageOf(failure)));
       return CommandLine.ExitCode.SOFTWARE;
     });
     return commandLine;
@@ -113,16 +121,18 @@ public final class Kora implements StoreScope {
     return KvManagerFactory.create(app);
   }
 
-  /** The store's folder, as far as it follows from the options and the environment. */
-  Path folder() {
+  @Override
+  public Path folder() {
     return DataHome.folder(home).resolve(app).resolve(store);
   }
 
-  String storeName() {
+  @Override
+  public String storeName() {
     return store;
   }
 
-  private SingleKvStore open(KvManager manager, Missing missing) {
+  /** Opens the chosen store; the caller closes it. */
+  SingleKvStore open(KvManager manager, Missing missing) {
     try {
       return manager.openSingle(store, Options.builder().createIfMissing(missing == Missing.CREATE).build());
     } catch (KvStoreException failure) {

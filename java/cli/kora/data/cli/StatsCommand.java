@@ -18,11 +18,11 @@ import picocli.CommandLine.ParentCommand;
 /** {@code kora stats}. */
 @Command(name = "stats", description = "Counts the records, their types and bytes, and the files on disk.")
 final class StatsCommand implements Runnable {
-  @ParentCommand private Kora kora;
+  @ParentCommand private StoreScope scope;
 
   @Override
   public void run() {
-    kora.use(StoreScope.Missing.FAIL, store -> {
+    scope.use(StoreScope.Missing.FAIL, store -> {
       try (KvStoreResultSet entries = store.getResultSet("")) {
         print(entries);
       }
@@ -39,8 +39,8 @@ final class StatsCommand implements Runnable {
       valueBytes += entry.getValue().getPayloadSize();
     }
 
-    PrintStream out = kora.out();
-    out.println("store    " + kora.storeName());
+    PrintStream out = scope.out();
+    out.println("store    " + scope.storeName());
     out.println("records  " + entries.getCount());
     types.forEach((type, count) -> out.println("  " + type + "  " + count));
     out.println("bytes    " + keyBytes + " in keys, " + valueBytes + " in values");
@@ -49,7 +49,7 @@ final class StatsCommand implements Runnable {
       entries.moveToLast();
       out.println("keys     " + first + " to " + JsonLinesWriter.escaped(entries.getEntry().getKey()));
     }
-    printFiles(kora.folder());
+    printFiles(scope.folder());
   }
 
   private void printFiles(Path folder) {
@@ -58,7 +58,7 @@ final class StatsCommand implements Runnable {
     }
     try (Stream<Path> tree = Files.walk(folder)) {
       long[] sizes = tree.filter(Files::isRegularFile).mapToLong(StatsCommand::size).toArray();
-      kora.out().println("files    " + sizes.length + " of " + LongStream.of(sizes).sum()
+      scope.out().println("files    " + sizes.length + " of " + LongStream.of(sizes).sum()
           + " bytes in " + folder);
     } catch (IOException | UncheckedIOException unreadable) {
       throw new Failure(folder + " can't be read: " + unreadable.getMessage());

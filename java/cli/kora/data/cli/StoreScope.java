@@ -1,10 +1,11 @@
 package kora.data.cli;
 
 import java.io.PrintStream;
+import java.nio.file.Path;
 import java.util.function.Consumer;
 import kora.data.distributed.user.SingleKvStore;
 
-/** Where a command finds its store: opened for this one command, or kept open by {@code watch}. */
+/** Where a command finds its store: opened for this one command, or kept open by {@code watch} and {@code shell}. */
 interface StoreScope {
   /** Whether a command makes the store that it needs. */
   enum Missing {
@@ -17,4 +18,9 @@ interface StoreScope {
 
   /** Standard output, in UTF-8. */
   PrintStream out();
+
+  String storeName();
+
+  /** The store's folder, as far as it follows from the options and the environment. */
+  Path folder();
 }

@@ -5,7 +5,7 @@ import java.io.IOException;
 import java.io.InputStreamReader;
 import java.io.PrintStream;
 import java.nio.charset.StandardCharsets;
-import java.util.ArrayList;
+import java.nio.file.Path;
 import java.util.List;
 import java.util.concurrent.Callable;
 import java.util.function.Consumer;
@@ -35,7 +35,7 @@ final class WatchCommand implements Callable<Integer> {
   public Integer call() {
     int[] status = {CommandLine.ExitCode.OK};
     scope.use(StoreScope.Missing.CREATE, store -> {
-      Shell shell = new Shell(store, scope.out());
+      Shell shell = new Shell(store, scope);
       Subscription subscription = store.subscribe(SubscribeType.ALL, shell::print);
       try {
         status[0] = shell.run(new BufferedReader(new InputStreamReader(System.in, StandardCharsets.UTF_8)));
@@ -54,14 +54,14 @@ final class WatchCommand implements Callable<Integer> {
     private static final long PATIENCE_NANOS = 2_000_000_000L;
 
     private final SingleKvStore store;
-    private final PrintStream out;
+    private final StoreScope parent;
     private boolean inTransaction;
     private int expected;
     private int seen;
 
-    Shell(SingleKvStore store, PrintStream out) {
+    Shell(SingleKvStore store, StoreScope parent) {
       this.store = store;
-      this.out = out;
+      this.parent = parent;
     }
 
     /** Runs commands to the end of the input. Returns the exit status: whether one of them failed. */
@@ -69,7 +69,7 @@ final class WatchCommand implements Callable<Integer> {
       CommandLine commands = Kora.configured(new CommandLine(this));
       int status = CommandLine.ExitCode.OK;
       for (String line = in.readLine(); line != null; line = in.readLine()) {
-        String[] words = words(line);
+        String[] words = Words.of(line);
         if (words.length > 0 && commands.execute(words) != CommandLine.ExitCode.OK) {
           status = CommandLine.ExitCode.SOFTWARE;
         }
@@ -105,7 +105,17 @@ final class WatchCommand implements Callable<Integer> {
 
     @Override
     public PrintStream out() {
-      return out;
+      return parent.out();
+    }
+
+    @Override
+    public String storeName() {
+      return parent.storeName();
+    }
+
+    @Override
+    public Path folder() {
+      return parent.folder();
     }
 
     /** Called on a callback thread. */
@@ -113,13 +123,13 @@ final class WatchCommand implements Callable<Integer> {
       print("insert", change.getInsertEntries());
       print("update", change.getUpdateEntries());
       print("delete", change.getDeleteEntries());
-      out.flush();
+      out().flush();
       ++seen;
       notifyAll();
     }
 
     private void print(String change, List<Entry> entries) {
-      entries.forEach(entry -> out.println(JsonLinesWriter.line(entry, change)));
+      entries.forEach(entry -> out().println(JsonLinesWriter.line(entry, change)));
     }
 
     /** Notifications come later than the commands return; a commit that changed nothing brings none. */
@@ -133,34 +143,5 @@ final class WatchCommand implements Callable<Integer> {
         Thread.currentThread().interrupt();
       }
     }
-  }
-
-  /** The words of a line: split at blanks, but for those in quotes. */
-  static String[] words(String line) {
-    List<String> words = new ArrayList<>();
-    StringBuilder word = null;
-    char quote = 0;
-    for (char c : line.toCharArray()) {
-      boolean ends = quote == 0 && Character.isWhitespace(c);
-      if (ends && word != null) {
-        words.add(word.toString());
-        word = null;
-      }
-      if (ends) {
-        continue;
-      }
-      word = word == null ? new StringBuilder() : word;
-      if (c == quote) {
-        quote = 0;
-      } else if (quote == 0 && (c == '"' || c == '\'')) {
-        quote = c;
-      } else {
-        word.append(c);
-      }
-    }
-    if (word != null) {
-      words.add(word.toString());
-    }
-    return words.toArray(new String[0]);
   }
 }
