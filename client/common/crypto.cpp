@@ -16,6 +16,8 @@ namespace {
 
 constexpr int kWrappedSize = SecretKey::kSize + 8;
 
+constexpr std::string_view kChecksumLine = "checksum=";
+
 struct EndContext {
   void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
 };
@@ -71,6 +73,17 @@ std::string Sha256(std::string_view content) {
   unsigned size = 0;
   if (EVP_Digest(content.data(), content.size(), digest.data(), &size, EVP_sha256(), nullptr) != 1) return {};
   return ToHex({reinterpret_cast<const char*>(digest.data()), size});
+}
+
+std::string WithChecksum(const std::string& lines) {
+  return lines + std::string(kChecksumLine) + Sha256(lines) + "\n";
+}
+
+bool StripChecksum(std::string_view text, std::string_view& lines) {
+  const size_t start = text.rfind(kChecksumLine);
+  if (start == std::string_view::npos) return false;
+  lines = text.substr(0, start);
+  return text == WithChecksum(std::string(lines));
 }
 
 void Wipe(std::string& text) {

@@ -35,6 +35,11 @@ bool UnwrapKey(const SecretKey& wrapping, std::string_view wrapped, SecretKey& k
 // SHA-256 (FIPS 180-4) as text of 64 hexadecimal digits; empty on failure, which no content has.
 std::string Sha256(std::string_view content);
 
+// Texts of lines whose last is "checksum=" and the digest of those before.
+std::string WithChecksum(const std::string& lines);
+// False: the checksum is missing or another one. `lines` is a part of `text`.
+bool StripChecksum(std::string_view text, std::string_view& lines);
+
 // Wipes a text that held a secret.
 void Wipe(std::string& text);
 

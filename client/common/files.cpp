@@ -14,10 +14,6 @@ namespace {
 constexpr mode_t kPrivateFolder = S_IRWXU;
 constexpr mode_t kPrivateFile = S_IRUSR | S_IWUSR;
 
-std::error_code LastError() {
-  return {errno, std::generic_category()};
-}
-
 std::error_code MakePrivateFolder(const std::filesystem::path& folder) {
   if (mkdir(folder.c_str(), kPrivateFolder) != 0) {
     std::error_code ignored;
@@ -66,8 +62,29 @@ std::error_code MakePrivateFolders(const std::filesystem::path& folder) {
   return {};
 }
 
+std::error_code LastError() {
+  return {errno, std::generic_category()};
+}
+
+FileDescriptor OpenForReading(const std::filesystem::path& file) {
+  return FileDescriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+}
+
+std::error_code ReadRange(const FileDescriptor& file, uint64_t offset, uint64_t size, std::string& content) {
+  const size_t before = content.size();
+  content.resize(before + size);
+  for (uint64_t done = 0; done < size;) {
+    const ssize_t count =
+        pread(file.Number(), content.data() + before + done, size - done, static_cast<off_t>(offset + done));
+    if (count == 0) return std::make_error_code(std::errc::io_error);
+    if (count < 0 && errno != EINTR) return LastError();
+    if (count > 0) done += static_cast<uint64_t>(count);
+  }
+  return {};
+}
+
 std::error_code ReadFile(const std::filesystem::path& file, std::string& content) {
-  const FileDescriptor opened(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  const FileDescriptor opened = OpenForReading(file);
   if (!opened) return LastError();
   content.clear();
   char block[4096];

@@ -1,6 +1,7 @@
 // Files and folders that belong to this user alone, whatever the umask of the process.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -31,6 +32,15 @@ class FileDescriptor {
 
 // Makes the folder and what is missing above it, each with mode 0700. A folder that is there stays as it is.
 std::error_code MakePrivateFolders(const std::filesystem::path& folder);
+
+// What errno says.
+std::error_code LastError();
+
+// False on failure, with errno.
+FileDescriptor OpenForReading(const std::filesystem::path& file);
+
+// Appends `size` bytes from `offset` on to `content`. Error io_error: the file is shorter.
+std::error_code ReadRange(const FileDescriptor& file, uint64_t offset, uint64_t size, std::string& content);
 
 std::error_code ReadFile(const std::filesystem::path& file, std::string& content);
 

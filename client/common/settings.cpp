@@ -54,6 +54,14 @@ bool TakeRateLimit(std::string_view value, Settings& settings) {
   return TakeNumber(value, 0, kMaxRate, settings.rateLimit);
 }
 
+bool TakeBackupInterval(std::string_view value, Settings& settings) {
+  constexpr uint64_t kSecondsOfADay = 86'400;
+  uint64_t seconds = 0;
+  const bool taken = TakeNumber(value, 1, kSecondsOfADay, seconds);
+  settings.backupInterval = std::chrono::seconds(seconds);
+  return taken;
+}
+
 bool TakeDeviceText(std::string_view value, std::string& text) {
   text = value;
   return !value.empty() && value.size() <= kMaxDeviceText && ToModifiedUtf8(value);
@@ -73,12 +81,14 @@ struct Setting {
   const char* allowed;
   bool (*take)(std::string_view value, Settings& settings);
 };
-constexpr std::array<Setting, 7> kSettings = {{
+constexpr std::array<Setting, 8> kSettings = {{
     {"home", "KORA_DATA_HOME", "a folder", TakeHome},
     {"durability", "KORA_DATA_DURABILITY", "process or power", TakeDurability},
     {"memory.budget", "KORA_DATA_MEMORY_BUDGET",
      "a number of bytes from 8388608 (8 MiB) to 68719476736 (64 GiB)", TakeMemoryBudget},
     {"encryption.key.file", "KORA_DATA_KEY_FILE", "a file", TakeKeyFile},
+    {"backup.interval", "KORA_DATA_BACKUP_INTERVAL", "a number of seconds from 1 to 86400",
+     TakeBackupInterval},
     {"rate.limit", "KORA_DATA_RATE_LIMIT", "a number of operations a second to 1000000, or 0 for no limit",
      TakeRateLimit},
     {"device.name", nullptr, "1 to 128 bytes of UTF-8", TakeDeviceName},

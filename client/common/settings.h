@@ -8,6 +8,7 @@
 //   memory.budget   KORA_DATA_MEMORY_BUDGET   bytes, 8 MiB to 64 GiB            64 MiB
 //   encryption.key.file
 //                   KORA_DATA_KEY_FILE        a file                            .key in the home folder
+//   backup.interval KORA_DATA_BACKUP_INTERVAL seconds, 1 to 86400               900
 //   rate.limit      KORA_DATA_RATE_LIMIT      operations a second on a store,   0
 //                                             to 1000000; 0: no limit
 //   device.name                               1 to 128 bytes of UTF-8           the host's name
@@ -17,6 +18,7 @@
 // KORA_DATA_CONFIG names (lines "name=value"), and that over the default.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -39,8 +41,9 @@ struct Settings {
   Durability durability = Durability::kProcess;
   uint64_t memoryBudget = uint64_t{64} << 20;  // bytes: block cache and write buffers of all stores together
   std::filesystem::path keyFile;               // absolute
-  uint64_t rateLimit = 0;                      // operations a second on one store; 0: no limit
-  std::string deviceName;                      // UTF-8, as the type is
+  std::chrono::seconds backupInterval{900};
+  uint64_t rateLimit = 0;  // operations a second on one store; 0: no limit
+  std::string deviceName;  // UTF-8, as the type is
   std::string deviceType = "unknown";
 };
 

@@ -2,6 +2,7 @@
 // another engine is to be tried.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -96,18 +97,32 @@ class Engine : public View {
   virtual Status DeleteAll(Bytes prefix) = 0;
   // Makes what was committed outlast the loss of power.
   virtual Status Sync() = 0;
+  virtual bool ReadOnly() const = 0;
+  // Makes a backup, unless the newest one has all that was committed. DB_ERROR also for an engine without.
+  virtual Status Backup() = 0;
+  // Reads all files and compares their checksums.
+  virtual Status Verify() = 0;
 };
+
+// Whether reading has found damage in the database of this folder since it was created or restored.
+bool IsMarkedDamaged(const std::filesystem::path& folder);
 
 struct EngineOptions {
   std::filesystem::path folder;
-  bool create = false;             // whether the folder holds no database yet
+  std::filesystem::path backups;  // empty: none are made
+  std::chrono::seconds backupInterval{0};
+  std::function<void()>
+      failed;           // called once when the engine has failed for good, on any thread; may be empty
+  bool create = false;  // whether the folder holds no database yet
   const SecretKey* key = nullptr;  // encrypts all files; borrowed for the call; null: not encrypted
+  bool readOnly = false;           // writes nothing to the folder; what would write answers READ_ONLY
   bool syncCommits = false;        // whether each commit waits for the disk
   uint64_t memoryBudget = 0;       // bytes for all engines of the process; the first one's holds
 };
 
-// Opens or creates the database in a folder that is there. Empty on failure, also when what should be there
-// is not.
-std::unique_ptr<Engine> OpenEngine(const EngineOptions& options);
+// Opens or creates the database in a folder that is there. SUCCESS; RECOVER_FAILED: the database is damaged,
+// also when what should be there is not; DB_ERROR: it can't be opened now. Changes nothing unless it
+// succeeds, but for what a crash has left undone.
+Status OpenEngine(const EngineOptions& options, std::unique_ptr<Engine>& engine);
 
 }  // namespace KORA::DistributedKv::Client

@@ -10,8 +10,9 @@ namespace KORA::DistributedKv::Client {
 namespace {
 
 // The folder around the file keeps others out until the mode is set.
-rocksdb::IOStatus MakePrivate(const std::string& name, rocksdb::IOStatus created) {
-  if (!created.ok() || chmod(name.c_str(), S_IRUSR | S_IWUSR) == 0) return created;
+rocksdb::IOStatus MakePrivate(const std::string& name, rocksdb::IOStatus created,
+                              mode_t mode = S_IRUSR | S_IWUSR) {
+  if (!created.ok() || chmod(name.c_str(), mode) == 0) return created;
   return rocksdb::IOStatus::IOError("chmod " + name, std::generic_category().message(errno));
 }
 
@@ -36,6 +37,17 @@ rocksdb::IOStatus PrivateFileSystem::NewRandomRWFile(const std::string& name,
                                                      std::unique_ptr<rocksdb::FSRandomRWFile>* file,
                                                      rocksdb::IODebugContext* debug) {
   return MakePrivate(name, FileSystemWrapper::NewRandomRWFile(name, options, file, debug));
+}
+
+rocksdb::IOStatus PrivateFileSystem::CreateDir(const std::string& name, const rocksdb::IOOptions& options,
+                                               rocksdb::IODebugContext* debug) {
+  return MakePrivate(name, FileSystemWrapper::CreateDir(name, options, debug), S_IRWXU);
+}
+
+rocksdb::IOStatus PrivateFileSystem::CreateDirIfMissing(const std::string& name,
+                                                        const rocksdb::IOOptions& options,
+                                                        rocksdb::IODebugContext* debug) {
+  return MakePrivate(name, FileSystemWrapper::CreateDirIfMissing(name, options, debug), S_IRWXU);
 }
 
 rocksdb::IOStatus PrivateFileSystem::LockFile(const std::string& name, const rocksdb::IOOptions& options,

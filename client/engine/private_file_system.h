@@ -24,6 +24,10 @@ class PrivateFileSystem : public rocksdb::FileSystemWrapper {
   rocksdb::IOStatus NewRandomRWFile(const std::string& name, const rocksdb::FileOptions& options,
                                     std::unique_ptr<rocksdb::FSRandomRWFile>* file,
                                     rocksdb::IODebugContext* debug) override;
+  rocksdb::IOStatus CreateDir(const std::string& name, const rocksdb::IOOptions& options,
+                              rocksdb::IODebugContext* debug) override;
+  rocksdb::IOStatus CreateDirIfMissing(const std::string& name, const rocksdb::IOOptions& options,
+                                       rocksdb::IODebugContext* debug) override;
   rocksdb::IOStatus LockFile(const std::string& name, const rocksdb::IOOptions& options,
                              rocksdb::FileLock** lock, rocksdb::IODebugContext* debug) override;
 };

@@ -1,24 +1,24 @@
-#include <rocksdb/cache.h>
 #include <rocksdb/db.h>
 #include <rocksdb/env.h>
-#include <rocksdb/filter_policy.h>
 #include <rocksdb/options.h>
-#include <rocksdb/table.h>
 #include <rocksdb/utilities/write_batch_with_index.h>
 #include <rocksdb/write_batch.h>
-#include <rocksdb/write_buffer_manager.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdarg>
-#include <cstdio>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 
+#include "common/guard.h"
 #include "common/log.h"
-#include "engine/encrypted_file_system.h"
+#include "common/periodic.h"
 #include "engine/engine.h"
-#include "engine/private_file_system.h"
+#include "engine/health.h"
+#include "engine/rocksdb_backups.h"
+#include "engine/rocksdb_options.h"
+#include "engine/seal.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -31,94 +31,45 @@ Bytes ToBytes(const rocksdb::Slice& slice) {
   return {slice.data(), slice.size()};
 }
 
-Status ToStatus(const rocksdb::Status& status, const char* action) {
-  if (status.ok()) return Status::SUCCESS;
-  if (status.IsNotFound()) return Status::KEY_NOT_FOUND;
-  __android_log_print(KORA_LOG_ERROR, kLogTag, "%s failed: %s", action, status.ToString().c_str());
-  return Status::DB_ERROR;
-}
-
-// What RocksDB itself has to say goes to the platform log instead of a file in the store. Its warnings tell
-// of nothing unusual, a writer that waits for a flush for one.
-class EngineLog : public rocksdb::Logger {
- public:
-  EngineLog() : Logger(rocksdb::InfoLogLevel::WARN_LEVEL) {}
-
-  using Logger::Logv;
-  void Logv(rocksdb::InfoLogLevel level, const char* format, va_list arguments) override {
-    if (level < GetInfoLogLevel()) return;
-    std::array<char, 1024> line{};
-    std::vsnprintf(line.data(), line.size(), format, arguments);
-    const int priority = level == rocksdb::InfoLogLevel::WARN_LEVEL ? KORA_LOG_INFO : KORA_LOG_ERROR;
-    __android_log_print(priority, kLogTag, "engine: %s", line.data());
+// An open database and what is known of its state.
+struct Database {
+  explicit Database(const EngineOptions& options)
+      : folder(options.folder),
+        env(NewEnv(options.key)),
+        health(std::make_shared<Health>(options.folder, options.failed)) {
+    writing.sync = options.syncCommits;
   }
+
+  rocksdb::DB* operator->() const { return opened.get(); }
+
+  Status Answer(const rocksdb::Status& status, const char* action) const {
+    if (status.ok()) return Status::SUCCESS;
+    if (status.IsNotFound()) return Status::KEY_NOT_FOUND;
+    __android_log_print(KORA_LOG_ERROR, kLogTag, "%s failed: %s", action, status.ToString().c_str());
+    if (!readOnly) health->Note(status);
+    return Status::DB_ERROR;
+  }
+
+  // Writes by `write`, once the engine has come round from the failure of an earlier one: the disk was full,
+  // it may be.
+  template <typename Write>
+  Status Change(Write write, const char* action) {
+    if (readOnly) return Status::READ_ONLY;
+    const rocksdb::Status resumed = health->Resume(*opened);
+    return Answer(resumed.ok() ? write(*opened) : resumed, action);
+  }
+
+  Status Write(rocksdb::WriteBatch* batch) {
+    return Change([&](rocksdb::DB& database) { return database.Write(writing, batch); }, "writing");
+  }
+
+  const std::filesystem::path folder;
+  const std::unique_ptr<rocksdb::Env> env;  // outlives the database
+  const std::shared_ptr<Health> health;
+  std::unique_ptr<rocksdb::DB> opened;
+  rocksdb::WriteOptions writing;
+  bool readOnly = false;
 };
-
-// What flushes, compactions and the heap's own management take beside the cache.
-constexpr uint64_t kWorkingMemory = uint64_t{8} << 20;
-
-// Memory that all databases of the process share: the write buffers count against the cache.
-struct SharedMemory {
-  explicit SharedMemory(uint64_t budget)
-      : cache(rocksdb::NewLRUCache(std::max(budget / 2, budget - std::min(budget, kWorkingMemory)),
-                                   kShardBits)),
-        writeBuffers(std::make_shared<rocksdb::WriteBufferManager>(cache->GetCapacity() / 4, cache)) {}
-
-  static constexpr int kShardBits = 4;  // few shards, so that one large block does not fill one
-
-  std::shared_ptr<rocksdb::Cache> cache;
-  std::shared_ptr<rocksdb::WriteBufferManager> writeBuffers;
-};
-
-const SharedMemory& MemoryOfProcess(uint64_t budget) {
-  static const auto& memory = *new SharedMemory(budget);
-  return memory;
-}
-
-const std::shared_ptr<rocksdb::FileSystem>& PlainFiles() {
-  static const auto& files = *new std::shared_ptr<rocksdb::FileSystem>(
-      std::make_shared<PrivateFileSystem>(rocksdb::FileSystem::Default()));
-  return files;
-}
-
-std::unique_ptr<rocksdb::Env> NewEnv(const EngineOptions& wanted) {
-  return rocksdb::NewCompositeEnv(wanted.key == nullptr ? PlainFiles()
-                                                        : NewEncryptedFileSystem(PlainFiles(), *wanted.key));
-}
-
-rocksdb::BlockBasedTableOptions TableOptions(const SharedMemory& memory) {
-  rocksdb::BlockBasedTableOptions table;
-  table.block_cache = memory.cache;
-  table.cache_index_and_filter_blocks = true;  // so that they count
-  table.pin_l0_filter_and_index_blocks_in_cache = true;
-  constexpr double kFilterBitsPerKey = 10;  // one absent key in a hundred is looked for in vain
-  table.filter_policy.reset(rocksdb::NewBloomFilterPolicy(kFilterBitsPerKey));
-  return table;
-}
-
-rocksdb::Options DatabaseOptions(const EngineOptions& wanted, rocksdb::Env* env) {
-  const SharedMemory& memory = MemoryOfProcess(wanted.memoryBudget);
-  rocksdb::Options options;
-  options.create_if_missing = wanted.create;
-  options.env = env;
-  options.info_log = std::make_shared<EngineLog>();
-  options.table_factory.reset(rocksdb::NewBlockBasedTableFactory(TableOptions(memory)));
-  options.write_buffer_manager = memory.writeBuffers;
-  options.write_buffer_size = memory.writeBuffers->buffer_size() / 2;
-  constexpr size_t kArenaBlock = size_t{256} << 10;  // what an idle store holds
-  options.arena_block_size = kArenaBlock;
-  options.compression = rocksdb::kLZ4Compression;
-  options.level_compaction_dynamic_level_bytes = true;
-  options.max_open_files = 256;  // many stores share the process's descriptors
-  options.skip_stats_update_on_db_open = true;
-  // No thread that wakes up now and then.
-  options.stats_dump_period_sec = 0;
-  options.stats_persist_period_sec = 0;
-  // Each store has one writer at a time, so there is nothing to win from concurrent inserts.
-  options.allow_concurrent_memtable_write = false;
-  options.enable_write_thread_adaptive_yield = false;
-  return options;
-}
 
 // The first key after all that begin with `prefix`; empty: there is none.
 std::string EndOfPrefix(Bytes prefix) {
@@ -132,7 +83,7 @@ using WriteIndex = rocksdb::WriteBatchWithIndex;
 
 // One state of the database, seen through `writes` if there are any. No snapshot: the newest state.
 struct RocksState {
-  rocksdb::DB& database;
+  Database& database;
   std::shared_ptr<const rocksdb::Snapshot> snapshot;
   std::shared_ptr<WriteIndex> writes;
 
@@ -149,7 +100,7 @@ class RocksCursor : public Cursor {
       : state_(std::move(state)), prefix_(prefix), end_(EndOfPrefix(prefix)), upperBound_(end_) {
     rocksdb::ReadOptions options = state_.Options();
     if (!end_.empty()) options.iterate_upper_bound = &upperBound_;
-    entries_.reset(state_.database.NewIterator(options));
+    entries_.reset(state_.database->NewIterator(options));
     if (state_.writes) entries_.reset(state_.writes->NewIteratorWithBase(entries_.release()));
     entries_->Seek(prefix_);
   }
@@ -169,7 +120,7 @@ class RocksCursor : public Cursor {
   }
   Bytes Key() const override { return ToBytes(entries_->key()); }
   Bytes Value() const override { return ToBytes(entries_->value()); }
-  Status Result() const override { return ToStatus(entries_->status(), "reading entries"); }
+  Status Result() const override { return state_.database.Answer(entries_->status(), "reading entries"); }
 
  private:
   const RocksState state_;
@@ -183,10 +134,11 @@ Status Read(const RocksState& state, Bytes key, const View::Visitor& visit) {
   rocksdb::PinnableSlice value;
   const rocksdb::Status status =
       state.writes
-          ? state.writes->GetFromBatchAndDB(&state.database, state.Options(), ToSlice(key), &value)
-          : state.database.Get(state.Options(), state.database.DefaultColumnFamily(), ToSlice(key), &value);
+          ? state.writes->GetFromBatchAndDB(state.database.opened.get(), state.Options(), ToSlice(key),
+                                            &value)
+          : state.database->Get(state.Options(), state.database->DefaultColumnFamily(), ToSlice(key), &value);
   if (status.ok()) visit(ToBytes(value));
-  return ToStatus(status, "reading");
+  return state.database.Answer(status, "reading");
 }
 
 class RocksSnapshot : public View {
@@ -203,17 +155,16 @@ class RocksSnapshot : public View {
   const RocksState state_;
 };
 
-std::unique_ptr<View> TakeSnapshot(rocksdb::DB& database, std::shared_ptr<WriteIndex> writes) {
+std::unique_ptr<View> TakeSnapshot(Database& database, std::shared_ptr<WriteIndex> writes) {
   std::shared_ptr<const rocksdb::Snapshot> snapshot(
-      database.GetSnapshot(),
-      [&database](const rocksdb::Snapshot* taken) { database.ReleaseSnapshot(taken); });
+      database->GetSnapshot(),
+      [&database](const rocksdb::Snapshot* taken) { database->ReleaseSnapshot(taken); });
   return std::make_unique<RocksSnapshot>(RocksState{database, std::move(snapshot), std::move(writes)});
 }
 
 class RocksBatch : public Batch {
  public:
-  RocksBatch(rocksdb::DB& database, const rocksdb::WriteOptions& options)
-      : database_(database), options_(options) {}
+  explicit RocksBatch(Database& database) : database_(database) {}
 
   void Put(Bytes key, Bytes head, Bytes body) override {
     const rocksdb::Slice key_part = ToSlice(key);
@@ -224,11 +175,10 @@ class RocksBatch : public Batch {
 
   void Delete(Bytes key) override { writes_.Delete(ToSlice(key)); }
 
-  Status Commit() override { return ToStatus(database_.Write(options_, &writes_), "writing"); }
+  Status Commit() override { return database_.Write(&writes_); }
 
  private:
-  rocksdb::DB& database_;
-  const rocksdb::WriteOptions& options_;
+  Database& database_;
   rocksdb::WriteBatch writes_;
 };
 
@@ -253,8 +203,7 @@ std::shared_ptr<WriteIndex> Copy(WriteIndex& writes) {
 
 class RocksIndexedBatch : public IndexedBatch {
  public:
-  RocksIndexedBatch(rocksdb::DB& database, const rocksdb::WriteOptions& options)
-      : options_(options), state_{database, nullptr, NewWriteIndex()} {}
+  explicit RocksIndexedBatch(Database& database) : state_{database, nullptr, NewWriteIndex()} {}
 
   void Put(Bytes key, Bytes head, Bytes body) override {
     value_.assign(head).append(body);
@@ -263,9 +212,7 @@ class RocksIndexedBatch : public IndexedBatch {
 
   void Delete(Bytes key) override { Writes().Delete(ToSlice(key)); }
 
-  Status Commit() override {
-    return ToStatus(state_.database.Write(options_, state_.writes->GetWriteBatch()), "writing");
-  }
+  Status Commit() override { return state_.database.Write(state_.writes->GetWriteBatch()); }
 
   Status Get(Bytes key, const Visitor& visit) const override { return Read(state_, key, visit); }
 
@@ -297,7 +244,6 @@ class RocksIndexedBatch : public IndexedBatch {
     return *state_.writes;
   }
 
-  const rocksdb::WriteOptions& options_;
   RocksState state_;
   mutable bool shared_ = false;
   std::string value_;
@@ -305,14 +251,30 @@ class RocksIndexedBatch : public IndexedBatch {
 
 class RocksEngine : public Engine {
  public:
-  RocksEngine(std::unique_ptr<rocksdb::Env> env, std::unique_ptr<rocksdb::DB> database, bool syncCommits)
-      : env_(std::move(env)), database_(std::move(database)) {
-    options_.sync = syncCommits;
+  RocksEngine(const EngineOptions& options, std::unique_ptr<Database> database, bool wasSealed)
+      : database_(std::move(database)) {
+    if (options.backups.empty() || options.readOnly) return;
+    backups_ = std::make_unique<RocksBackups>(BackupPlace{options.backups, options.key});
+    if (wasSealed && HasBackups(options.backups)) backedUp_ = (*database_)->GetLatestSequenceNumber();
+    backupTimer_ =
+        std::make_unique<Periodic>(options.backupInterval, [this] { Guard([this] { return Backup(); }); });
   }
 
   RocksEngine(const RocksEngine&) = delete;
   RocksEngine& operator=(const RocksEngine&) = delete;
-  ~RocksEngine() override { ToStatus(database_->Close(), "closing"); }
+  ~RocksEngine() override {
+    backupTimer_.reset();
+    const bool sound = !database_->readOnly && database_->health->Sound();
+    if (sound) {
+      // What is in tables need not be read from the log again, and a seal can tell whether all of it is
+      // there.
+      database_->Answer((*database_)->Flush({}), "closing");
+      if (backups_) RocksEngine::Backup();
+    }
+    const bool closed = database_->Answer((*database_)->Close(), "closing") == Status::SUCCESS;
+    database_->opened.reset();
+    if (sound && closed) Seal();
+  }
 
   Status Get(Bytes key, const Visitor& visit) const override { return Read(Newest(), key, visit); }
 
@@ -322,38 +284,106 @@ class RocksEngine : public Engine {
 
   std::unique_ptr<View> NewSnapshot() const override { return TakeSnapshot(*database_, nullptr); }
 
-  std::unique_ptr<Batch> NewBatch() override { return std::make_unique<RocksBatch>(*database_, options_); }
+  std::unique_ptr<Batch> NewBatch() override { return std::make_unique<RocksBatch>(*database_); }
 
   std::unique_ptr<IndexedBatch> NewIndexedBatch() override {
-    return std::make_unique<RocksIndexedBatch>(*database_, options_);
+    return std::make_unique<RocksIndexedBatch>(*database_);
   }
 
   Status DeleteAll(Bytes prefix) override {
-    return ToStatus(database_->DeleteRange(options_, database_->DefaultColumnFamily(), ToSlice(prefix),
-                                           EndOfPrefix(prefix)),
-                    "clearing");
+    return database_->Change(
+        [&](rocksdb::DB& database) {
+          return database.DeleteRange(database_->writing, database.DefaultColumnFamily(), ToSlice(prefix),
+                                      EndOfPrefix(prefix));
+        },
+        "clearing");
   }
 
-  Status Sync() override { return ToStatus(database_->FlushWAL(true), "synchronising with the disk"); }
+  Status Sync() override {
+    if (database_->readOnly) return Status::SUCCESS;
+    return database_->Answer((*database_)->FlushWAL(true), "synchronising with the disk");
+  }
+
+  bool ReadOnly() const override { return database_->readOnly; }
+
+  Status Backup() override {
+    const std::lock_guard<std::mutex> lock(backingUp_);
+    if (!backups_ || !database_->health->Sound()) return Status::DB_ERROR;
+    const uint64_t sequence = (*database_)->GetLatestSequenceNumber();
+    if (backedUp_ == sequence) return Status::SUCCESS;
+    const Status status = backups_->Create(*database_->opened);
+    if (status == Status::SUCCESS) backedUp_ = sequence;
+    return status;
+  }
+
+  Status Verify() override {
+    rocksdb::Status status = (*database_)->VerifyFileChecksums({});
+    if (status.ok()) status = (*database_)->VerifyChecksum();
+    return database_->Answer(status, "verifying");
+  }
 
  private:
   RocksState Newest() const { return {*database_, nullptr, nullptr}; }
 
-  const std::unique_ptr<rocksdb::Env> env_;  // outlives the database
-  std::unique_ptr<rocksdb::DB> database_;
-  rocksdb::WriteOptions options_;
+  void Seal() const {
+    if (const std::error_code error = WriteSeal(database_->folder)) {
+      __android_log_print(KORA_LOG_WARN, kLogTag, "sealing %s: %s", database_->folder.c_str(),
+                          error.message().c_str());
+    }
+  }
+
+  const std::unique_ptr<Database> database_;
+  std::mutex backingUp_;  // guards the two below
+  std::unique_ptr<RocksBackups> backups_;
+  std::optional<uint64_t> backedUp_;  // the last write that the newest backup has
+  std::unique_ptr<Periodic> backupTimer_;
 };
+
+// Whether what the engine says of files that are to be there can't be cured by anything but a backup.
+bool IsDamage(const rocksdb::Status& status) {
+  return status.IsCorruption() || status.IsNotFound() || status.IsPathNotFound() ||
+         status.IsInvalidArgument();
+}
+
+Status Damaged(const EngineOptions& options, const std::string& reason) {
+  __android_log_print(KORA_LOG_ERROR, kLogTag, "%s is damaged: %s", options.folder.c_str(), reason.c_str());
+  return Status::RECOVER_FAILED;
+}
+
+Status CannotOpen(const EngineOptions& options, const std::string& reason) {
+  __android_log_print(KORA_LOG_ERROR, kLogTag, "opening %s failed: %s", options.folder.c_str(),
+                      reason.c_str());
+  return Status::DB_ERROR;
+}
+
+Status OpenDatabase(const EngineOptions& options, Database& database) {
+  const rocksdb::Options how = DatabaseOptions(options, database.env.get(), database.health);
+  const std::string folder = options.folder.string();
+  rocksdb::DB* opened = nullptr;
+  const rocksdb::Status status = options.readOnly ? rocksdb::DB::OpenForReadOnly(how, folder, &opened)
+                                                  : rocksdb::DB::Open(how, folder, &opened);
+  database.opened.reset(opened);
+  database.readOnly = options.readOnly;
+  if (status.ok()) return Status::SUCCESS;
+  if (!options.create && IsDamage(status)) return Damaged(options, status.ToString());
+  return CannotOpen(options, status.ToString());
+}
 
 }  // namespace
 
-std::unique_ptr<Engine> OpenEngine(const EngineOptions& options) {
-  std::unique_ptr<rocksdb::Env> env = NewEnv(options);
-  rocksdb::DB* database = nullptr;
-  const rocksdb::Status status =
-      rocksdb::DB::Open(DatabaseOptions(options, env.get()), options.folder.string(), &database);
-  if (ToStatus(status, ("opening " + options.folder.string()).c_str()) != Status::SUCCESS) return nullptr;
-  return std::make_unique<RocksEngine>(std::move(env), std::unique_ptr<rocksdb::DB>(database),
-                                       options.syncCommits);
+Status OpenEngine(const EngineOptions& options, std::unique_ptr<Engine>& engine) {
+  std::string reason;
+  const SealState seal = options.create ? SealState::kNone : CheckSeal(options.folder, reason);
+  if (seal == SealState::kBroken) return Damaged(options, reason);
+  if (seal == SealState::kUnreadable) return CannotOpen(options, reason);
+  if (seal == SealState::kIntact && !options.readOnly) {
+    if (const std::error_code error = RemoveSeal(options.folder)) return CannotOpen(options, error.message());
+  }
+  auto database = std::make_unique<Database>(options);
+  const Status status = OpenDatabase(options, *database);
+  if (status == Status::SUCCESS)
+    engine = std::make_unique<RocksEngine>(options, std::move(database), seal == SealState::kIntact);
+  return status;
 }
 
 }  // namespace KORA::DistributedKv::Client

@@ -22,7 +22,6 @@ constexpr const char* kTraitsFile = "STORE";
 constexpr std::string_view kFormat = "1";
 constexpr std::string_view kSingle = "single";
 constexpr std::string_view kMulti = "multi";
-constexpr std::string_view kChecksumLine = "checksum=";
 constexpr std::string_view kDeletedPrefix = ".deleted.";
 
 Status Failed(const fs::path& path, const char* action, const std::string& reason) {
@@ -35,16 +34,10 @@ std::string_view ValueOf(const Properties& properties, std::string_view name) {
   return found == properties.end() ? std::string_view() : found->second;
 }
 
-// The line of the checksum must be the last.
-bool HasValidChecksum(std::string_view text) {
-  const size_t start = text.rfind(kChecksumLine);
-  if (start == std::string_view::npos || (start > 0 && text[start - 1] != '\n')) return false;
-  return text.substr(start + kChecksumLine.size()) == Sha256(text.substr(0, start)) + "\n";
-}
-
 bool ParseRecord(const std::string& text, StoreRecord& record) {
   Properties properties;
-  if (!HasValidChecksum(text) || ParseProperties(text, properties) != 0) return false;
+  std::string_view lines;
+  if (!StripChecksum(text, lines) || ParseProperties(lines, properties) != 0) return false;
   if (ValueOf(properties, "format") != kFormat) return false;
   StoreTraits& traits = record.traits;
   record.wrappedKey = ValueOf(properties, "key");
@@ -65,14 +58,25 @@ std::string ToText(const StoreRecord& record) {
   add("kind", record.traits.kind == StoreKind::kMulti ? kMulti : kSingle);
   add("security", std::to_string(record.traits.securityLevel));
   if (!record.wrappedKey.empty()) add("key", record.wrappedKey);
-  return text + std::string(kChecksumLine) + Sha256(text) + "\n";
+  return WithChecksum(text);
 }
 
-// A name in the same folder that no other deletion has.
-fs::path NameForDeleted(const fs::path& store) {
+bool HasEncryptedIn(const fs::path& folder) {
+  std::error_code error;
+  for (fs::directory_iterator store(folder, error), end; !error && store != end; store.increment(error)) {
+    std::string text;
+    StoreRecord record;
+    if (ReadFile(store->path() / kTraitsFile, text)) continue;
+    if (!ParseRecord(text, record) || record.traits.encrypted) return true;
+  }
+  return false;
+}
+
+// A name that no other deletion has.
+fs::path NameForDeleted(const fs::path& application) {
   static std::atomic<unsigned> count{0};
   const std::string number = std::to_string(getpid()) + "." + std::to_string(++count);
-  return store.parent_path() / (std::string(kDeletedPrefix) + number);
+  return application / (std::string(kDeletedPrefix) + number);
 }
 
 }  // namespace
@@ -89,21 +93,22 @@ Status StoreFolder::Lock(const fs::path& path, std::optional<StoreFolder>& folde
   return Status::SUCCESS;
 }
 
-Status StoreFolder::ReadRecord(StoreRecord& record) const {
+Status ReadRecord(const fs::path& folder, StoreRecord& record) {
   std::string text;
-  const fs::path file = path_ / kTraitsFile;
+  const fs::path file = folder / kTraitsFile;
   const std::error_code error = ReadFile(file, text);
   if (error == std::errc::no_such_file_or_directory) return Status::STORE_NOT_FOUND;
   if (error) return Failed(file, "read", error.message());
-  return ParseRecord(text, record) ? Status::SUCCESS
-                                   : Failed(file, "read", "damaged or of an unknown format");
+  if (ParseRecord(text, record)) return Status::SUCCESS;
+  Failed(file, "read", "damaged or of an unknown format");
+  return Status::RECOVER_FAILED;
 }
 
-Status StoreFolder::WriteRecord(const StoreRecord& record) const {
+Status WriteRecord(const fs::path& folder, const StoreRecord& record) {
   const std::string text = ToText(record);
-  const fs::path file = path_ / kTraitsFile;
+  const fs::path file = folder / kTraitsFile;
   std::error_code error = ReplaceFile(file, text);
-  if (!error) error = SyncFolder(path_.parent_path());
+  if (!error) error = SyncFolder(folder.parent_path());
   return error ? Failed(file, "write", error.message()) : Status::SUCCESS;
 }
 
@@ -117,14 +122,14 @@ Status StoreFolder::Empty() const {
   return error ? Failed(path_, "list", error.message()) : Status::SUCCESS;
 }
 
-Status StoreFolder::Remove() const {
-  const fs::path deleted = NameForDeleted(path_);
+Status RemoveFolder(const fs::path& folder, const fs::path& application) {
+  const fs::path deleted = NameForDeleted(application);
   std::error_code error;
-  fs::rename(path_, deleted, error);
-  if (!error) error = SyncFolder(path_.parent_path());
-  if (error) return Failed(path_, "delete the store", error.message());
+  fs::rename(folder, deleted, error);
+  if (!error) error = SyncFolder(folder.parent_path());
+  if (error) return Failed(folder, "delete", error.message());
   fs::remove_all(deleted, error);
-  // The store is gone for its users; RemoveLeftovers tries again.
+  // It is gone for those who used it; RemoveLeftovers tries again.
   if (error) Failed(deleted, "remove", error.message());
   return Status::SUCCESS;
 }
@@ -148,14 +153,8 @@ bool HasEncryptedStore(const fs::path& home) {
   std::error_code error;
   for (fs::directory_iterator application(home, error), end; !error && application != end;
        application.increment(error)) {
-    if (!application->is_directory(error)) continue;
-    for (fs::directory_iterator store(application->path(), error); !error && store != end;
-         store.increment(error)) {
-      std::string text;
-      StoreRecord record;
-      if (ReadFile(store->path() / kTraitsFile, text)) continue;
-      if (!ParseRecord(text, record) || record.traits.encrypted) return true;
-    }
+    if (HasEncryptedIn(application->path()) || HasEncryptedIn(application->path() / kBackupsFolder))
+      return true;
   }
   return false;
 }

@@ -35,14 +35,8 @@ class StoreFolder {
 
   const std::filesystem::path& Path() const { return path_; }
 
-  // SUCCESS; STORE_NOT_FOUND when no store was created here; DB_ERROR.
-  Status ReadRecord(StoreRecord& record) const;
-  // Makes the store exist.
-  Status WriteRecord(const StoreRecord& record) const;
   // Removes what a creation that was cut off has left.
   Status Empty() const;
-  // Removes the folder: at once from the stores that can be opened, then from the disk.
-  Status Remove() const;
 
  private:
   StoreFolder(std::filesystem::path path, FileDescriptor lock)
@@ -52,10 +46,21 @@ class StoreFolder {
   FileDescriptor lock_;
 };
 
+// SUCCESS; STORE_NOT_FOUND when no store was created in the folder; RECOVER_FAILED: damaged; DB_ERROR.
+Status ReadRecord(const std::filesystem::path& folder, StoreRecord& record);
+// Makes the store exist.
+Status WriteRecord(const std::filesystem::path& folder, const StoreRecord& record);
+
+// Removes a folder below that of an application: at once from its name, then from the disk.
+Status RemoveFolder(const std::filesystem::path& folder, const std::filesystem::path& application);
+
+// The folder in that of an application which holds the backups of its stores, a folder for each.
+inline constexpr const char* kBackupsFolder = ".backups";
+
 // The stores in an application's folder, in the order of their identifiers. SUCCESS or DB_ERROR.
 Status ListStores(const std::filesystem::path& application, std::vector<std::string>& storeIds);
 
-// Whether any application has an encrypted store. A store that can't be read may be one.
+// Whether any application has an encrypted store, or a backup of one. What can't be read may be one.
 bool HasEncryptedStore(const std::filesystem::path& home);
 
 // Removes from an application's folder what deletions that were cut off have left.

@@ -8,9 +8,11 @@
 #include "common/log.h"
 #include "common/settings.h"
 #include "device/local_device.h"
+#include "engine/backups.h"
 #include "engine/engine.h"
 #include "manager/exit_handler.h"
 #include "manager/key_ring.h"
+#include "manager/recovery.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -50,7 +52,6 @@ Status CheckOptions(const Options& options) {
   if (type < 0 || type > static_cast<int32_t>(KvStoreType::MULTI_VERSION)) {
     return Refuse(Status::INVALID_ARGUMENT, "the store type is none of 0 to 2");
   }
-  if (options.backup) return Refuse(Status::NOT_SUPPORT, "backup is not supported");
   if (!options.schema.empty()) return Refuse(Status::NOT_SUPPORT, "schemas are not supported");
   if (!options.persistent) return Refuse(Status::NOT_SUPPORT, "stores are always kept on disk");
   if (options.conflictPolicy != kNewestVersionWins) {
@@ -79,7 +80,7 @@ std::filesystem::path PathOf(const Settings& settings, const StoreName& name) {
 }
 
 // Opens the engine of a store, or creates that of a new one and completes the record.
-Status OpenEngineIn(const std::filesystem::path& folder, bool create, StoreRecord& record,
+Status OpenEngineIn(const std::filesystem::path& folder, bool create, bool backup, StoreRecord& record,
                     std::unique_ptr<Engine>& engine) {
   const Settings* settings = nullptr;
   Status status = FindSettings(settings);
@@ -95,8 +96,10 @@ Status OpenEngineIn(const std::filesystem::path& folder, bool create, StoreRecor
   options.key = record.traits.encrypted ? &key : nullptr;
   options.syncCommits = settings->durability == Durability::kPower;
   options.memoryBudget = settings->memoryBudget;
-  engine = OpenEngine(options);
-  return engine ? Status::SUCCESS : Status::DB_ERROR;
+  if (backup) options.backups = BackupsOf(folder);
+  options.backupInterval = settings->backupInterval;
+  status = backup ? PrepareBackups(folder, record) : Status::SUCCESS;
+  return status == Status::SUCCESS ? OpenEngine(options, engine) : status;
 }
 
 }  // namespace
@@ -152,7 +155,7 @@ Status StoreRegistry::Open(const StoreName& name, StoreKind kind, const Options&
   SlotUse slot(*this, name);
   const std::lock_guard<std::mutex> lock(slot->mutex);
   status = slot->store ? CheckTraits(slot->store->Traits(), wanted)
-                       : OpenSlot(*slot, PathOf(*settings, name), wanted, options.createIfMissing);
+                       : OpenSlot(*slot, PathOf(*settings, name), wanted, options);
   if (status != Status::SUCCESS) return status;
   lease = std::make_unique<StoreLease>(slot->store, [this, name] { Release(name); });
   slot.AddHandle();
@@ -160,29 +163,38 @@ Status StoreRegistry::Open(const StoreName& name, StoreKind kind, const Options&
 }
 
 Status StoreRegistry::OpenSlot(Slot& slot, const std::filesystem::path& path, const StoreTraits& wanted,
-                               bool create) {
+                               const Options& options) {
   RemoveLeftovers(path.parent_path());
-  if (const std::error_code error = create ? MakePrivateFolders(path) : std::error_code()) {
+  const bool make = options.createIfMissing || HasBackups(BackupsOf(path));
+  if (const std::error_code error = make ? MakePrivateFolders(path) : std::error_code()) {
     __android_log_print(KORA_LOG_ERROR, kLogTag, "cannot make folder %s: %s", path.c_str(),
                         error.message().c_str());
     return Status::DB_ERROR;
   }
   std::optional<StoreFolder> folder;
   Status status = StoreFolder::Lock(path, folder);
-  if (status == Status::SUCCESS) status = OpenFolder(*folder, wanted, create, slot.store);
+  if (status == Status::SUCCESS) status = OpenFolder(*folder, wanted, options, slot.store);
+  if (status == Status::RECOVER_FAILED) status = Recover(path, wanted, options);
   if (status != Status::SUCCESS) return status;
   slot.folder = std::move(folder);
   CloseStoresAtExit();
   return Status::SUCCESS;
 }
 
-Status StoreRegistry::OpenFolder(const StoreFolder& folder, const StoreTraits& wanted, bool create,
+// RECOVER_FAILED: the store is damaged.
+Status StoreRegistry::OpenFolder(const StoreFolder& folder, const StoreTraits& wanted, const Options& options,
                                  std::shared_ptr<Store>& store) {
   StoreRecord record;
-  Status status = folder.ReadRecord(record);
-  const bool is_new = status == Status::STORE_NOT_FOUND && create;
+  const std::filesystem::path& path = folder.Path();
+  const bool backed_up = HasBackups(BackupsOf(path));
+  Status status = ReadRecord(path, record);
+  // Where there are backups the store was complete once.
+  if (status == Status::STORE_NOT_FOUND && backed_up) return Status::RECOVER_FAILED;
+  const bool is_new = status == Status::STORE_NOT_FOUND && options.createIfMissing;
   if (is_new) status = folder.Empty();
   if (!is_new && status == Status::SUCCESS) status = CheckTraits(record.traits, wanted);
+  const bool recovers = backed_up || options.backup;
+  if (status == Status::SUCCESS && recovers && IsMarkedDamaged(path)) return Status::RECOVER_FAILED;
   const Settings* settings = nullptr;
   DeviceInfo device;
   if (status == Status::SUCCESS) status = FindSettings(settings);
@@ -191,14 +203,25 @@ Status StoreRegistry::OpenFolder(const StoreFolder& folder, const StoreTraits& w
 
   if (is_new) record.traits = wanted;
   std::unique_ptr<Engine> engine;
-  status = OpenEngineIn(folder.Path(), is_new, record, engine);
+  status = OpenEngineIn(path, is_new, options.backup, record, engine);
   if (status != Status::SUCCESS) return status;
-  auto opened = std::make_shared<Store>(folder.Path().filename().string(), wanted, std::move(engine),
-                                        device.deviceId, settings->rateLimit);
+  auto opened = std::make_shared<Store>(path.filename().string(), wanted, std::move(engine), device.deviceId,
+                                        settings->rateLimit);
   status = opened->Load();
-  if (status == Status::SUCCESS && is_new) status = folder.WriteRecord(record);
+  if (status == Status::SUCCESS && is_new) status = WriteRecord(path, record);
   if (status == Status::SUCCESS) store = std::move(opened);
-  return status;
+  return status == Status::DB_ERROR && IsMarkedDamaged(path) ? Status::RECOVER_FAILED : status;
+}
+
+// RECOVER_SUCCESS: the next opening finds the store as a backup has it.
+Status StoreRegistry::Recover(const std::filesystem::path& path, const StoreTraits& wanted,
+                              const Options& options) {
+  if (!options.backup && !HasBackups(BackupsOf(path))) return Status::DB_ERROR;
+  StoreRecord record;
+  Status status = FindRecord(path, record);
+  if (status == Status::SUCCESS) status = CheckTraits(record.traits, wanted);
+  if (status == Status::SUCCESS) status = RestoreStore(path, record, kNewestBackup);
+  return status == Status::SUCCESS ? Status::RECOVER_SUCCESS : status;
 }
 
 Status StoreRegistry::CheckOpen(const StoreName& name) {
@@ -225,13 +248,16 @@ Status StoreRegistry::Delete(const StoreName& name) {
   }
   const std::filesystem::path path = PathOf(*settings, name);
   RemoveLeftovers(path.parent_path());
+  const bool backed_up = std::filesystem::exists(BackupsOf(path));
   std::optional<StoreFolder> folder;
   StoreRecord record;
   status = StoreFolder::Lock(path, folder);
-  if (status == Status::SUCCESS && folder->ReadRecord(record) == Status::STORE_NOT_FOUND) {
-    status = Status::STORE_NOT_FOUND;
-  }
-  return status == Status::SUCCESS ? folder->Remove() : status;
+  if (status == Status::STORE_NOT_FOUND && backed_up) return RemoveBackups(path);
+  if (status != Status::SUCCESS) return status;
+  if (ReadRecord(path, record) == Status::STORE_NOT_FOUND && !backed_up) return Status::STORE_NOT_FOUND;
+  // Backups without their store would bring it to life again.
+  if (backed_up) status = RemoveBackups(path);
+  return status == Status::SUCCESS ? RemoveFolder(path, path.parent_path()) : status;
 }
 
 Status StoreRegistry::List(const std::string& application, std::vector<StoreId>& storeIds) {

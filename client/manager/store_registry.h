@@ -59,9 +59,11 @@ class StoreRegistry {
   // A user of a slot.
   class SlotUse;
 
-  Status OpenSlot(Slot& slot, const std::filesystem::path& path, const StoreTraits& wanted, bool create);
-  Status OpenFolder(const StoreFolder& folder, const StoreTraits& wanted, bool create,
+  Status OpenSlot(Slot& slot, const std::filesystem::path& path, const StoreTraits& wanted,
+                  const Options& options);
+  Status OpenFolder(const StoreFolder& folder, const StoreTraits& wanted, const Options& options,
                     std::shared_ptr<Store>& store);
+  static Status Recover(const std::filesystem::path& path, const StoreTraits& wanted, const Options& options);
   void Release(const StoreName& name);
   std::vector<std::shared_ptr<Store>> OpenStores();
 

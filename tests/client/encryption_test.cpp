@@ -14,6 +14,7 @@ class Encryption : public ClientTest {
   static Options Encrypted() {
     Options options = Creating();
     options.encrypt = true;
+    options.backup = true;  // whose files are searched too
     return options;
   }
 
@@ -36,7 +37,8 @@ class Encryption : public ClientTest {
 
   static bool AnyFileHolds(const fs::path& folder, const std::string& text) {
     for (const auto& [name, content] : Files()) {
-      if (name.rfind(folder.string(), 0) == 0 && content.find(text) != std::string::npos) return true;
+      const bool of_store = name.find("/" + folder.filename().string() + "/") != std::string::npos;
+      if (of_store && content.find(text) != std::string::npos) return true;
     }
     return false;
   }

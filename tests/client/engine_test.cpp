@@ -20,7 +20,9 @@ class EngineTest : public ClientTest {
     options.folder = Folder("plain");
     options.create = true;
     options.memoryBudget = 8 << 20;
-    return OpenEngine(options);
+    std::unique_ptr<Engine> engine;
+    EXPECT_EQ(OpenEngine(options, engine), Status::SUCCESS);
+    return engine;
   }
 
   static void Put(Batch& batch, Model& model, const std::string& key, const std::string& value) {

@@ -117,13 +117,11 @@ TEST_F(Lifecycle, KindAndSecurityLevelAreSettledAtCreation) {
 }
 
 TEST_F(Lifecycle, RefusesWhatItDoesNotSupport) {
-  Options backup = Creating();
-  backup.backup = true;
   Options schema = Creating();
   schema.schema = "{}";
   Options memory = Creating();
   memory.persistent = false;
-  for (const Options& options : {backup, schema, memory}) Open("s", options, Status::NOT_SUPPORT);
+  for (const Options& options : {schema, memory}) Open("s", options, Status::NOT_SUPPORT);
 
   Options level = Creating();
   level.securityLevel = static_cast<SecurityLevel>(6);

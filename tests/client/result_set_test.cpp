@@ -212,7 +212,8 @@ TEST_F(ResultSets, SayThatARecordIsDamaged) {
   options.folder = Folder("plain");
   options.create = true;
   options.memoryBudget = 8 << 20;
-  std::unique_ptr<Client::Engine> engine = Client::OpenEngine(options);
+  std::unique_ptr<Client::Engine> engine;
+  ASSERT_EQ(Client::OpenEngine(options, engine), Status::SUCCESS);
   const std::unique_ptr<Client::Batch> batch = engine->NewBatch();
   batch->Put(Client::RecordKey("damaged"), "?", {});
   ASSERT_EQ(batch->Commit(), Status::SUCCESS);

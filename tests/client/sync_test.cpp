@@ -59,7 +59,9 @@ class Sync : public ClientTest {
     Client::EngineOptions options;
     options.folder = Folder("store");
     options.memoryBudget = 8 << 20;
-    return Client::OpenEngine(options);
+    std::unique_ptr<Client::Engine> engine;
+    EXPECT_EQ(Client::OpenEngine(options, engine), Status::SUCCESS);
+    return engine;
   }
 
   Client::SyncSettings StoredSettings() const {

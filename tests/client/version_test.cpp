@@ -56,7 +56,9 @@ class Versions : public testing::Test {
     options.folder = folder_;
     options.create = true;
     options.memoryBudget = 8 << 20;
-    return OpenEngine(options);
+    std::unique_ptr<Engine> engine;
+    EXPECT_EQ(OpenEngine(options, engine), Status::SUCCESS);
+    return engine;
   }
 
   static Version VersionOf(Engine& engine, const std::string& key) {

@@ -177,7 +177,9 @@ public final class Options {
     }
 
     /**
-     * Whether to keep a backup of the store. Default: false.
+     * Whether to keep backups of the store, from which a damaged one is recovered. Default: false. A backup is
+     * made when the last handle is closed and every now and then in between, as
+     * {@link StoreClientSettings.Builder#backupInterval} says, if something was written.
      *
      * @param backedUp the option
      * @return this builder

@@ -2,6 +2,7 @@ package kora.data.distributed.common;
 
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
+import java.time.Duration;
 import java.util.ArrayList;
 import java.util.LinkedHashMap;
 import java.util.List;
@@ -83,6 +84,17 @@ public final class StoreClientSettings {
      */
     public Builder keyFile(Path file) {
       return set("encryption.key.file", Arguments.notNull(file, "key file").toAbsolutePath().toString());
+    }
+
+    /**
+     * How often a store that was opened with {@link Options#isBackup backup} is backed up while it is open and
+     * written to. Default: 15 minutes.
+     *
+     * @param interval 1 second to a day; parts of a second do not count
+     * @return this builder
+     */
+    public Builder backupInterval(Duration interval) {
+      return set("backup.interval", Long.toString(Arguments.notNull(interval, "interval").getSeconds()));
     }
 
     /**

@@ -1,0 +1,103 @@
+#include "engine/backups.h"
+
+#include <rocksdb/env.h>
+#include <rocksdb/utilities/backup_engine.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+
+#include "common/files.h"
+#include "common/log.h"
+#include "engine/rocksdb_backups.h"
+#include "engine/rocksdb_options.h"
+
+namespace KORA::DistributedKv::Client {
+
+namespace {
+
+Status Failed(const rocksdb::Status& status, const char* action, const std::filesystem::path& folder) {
+  __android_log_print(KORA_LOG_ERROR, kLogTag, "%s %s failed: %s", action, folder.c_str(),
+                      status.ToString().c_str());
+  return Status::DB_ERROR;
+}
+
+BackupInfo ToInfo(const rocksdb::BackupInfo& info) {
+  return {info.backup_id, info.timestamp, info.size};
+}
+
+}  // namespace
+
+RocksBackups::RocksBackups(const BackupPlace& place)
+    : folder_(place.folder), env_(NewEnv(place.key)), log_(NewEngineLog()) {}
+
+rocksdb::Status RocksBackups::Open() {
+  if (const std::error_code error = MakePrivateFolders(folder_)) {
+    return rocksdb::Status::IOError(folder_.string(), error.message());
+  }
+  rocksdb::BackupEngineOptions options(folder_.string(), env_.get());
+  options.info_log = log_.get();
+  rocksdb::BackupEngine* engine = nullptr;
+  rocksdb::Status status = rocksdb::BackupEngine::Open(options, env_.get(), &engine);
+  engine_.reset(engine);
+  return status;
+}
+
+Status RocksBackups::Create(rocksdb::DB& database) {
+  rocksdb::Status status = Open();
+  if (!status.ok()) return Failed(status, "opening backups", folder_);
+  rocksdb::CreateBackupOptions options;
+  options.flush_before_backup = true;
+  status = engine_->CreateNewBackup(options, &database);
+  if (status.ok()) status = engine_->PurgeOldBackups(kKeptBackups);
+  return status.ok() ? Status::SUCCESS : Failed(status, "backing up to", folder_);
+}
+
+bool HasBackups(const std::filesystem::path& folder) {
+  std::error_code error;
+  std::filesystem::directory_iterator entry(folder / "meta", error);
+  return !error && entry != std::filesystem::directory_iterator();
+}
+
+Status ListBackups(const BackupPlace& place, std::vector<BackupInfo>& backups) {
+  if (!HasBackups(place.folder)) return Status::SUCCESS;
+  RocksBackups all(place);
+  if (const rocksdb::Status status = all.Open(); !status.ok())
+    return Failed(status, "opening backups", place.folder);
+  std::vector<rocksdb::BackupInfo> found;
+  all->GetBackupInfo(&found);
+  std::transform(found.begin(), found.end(), std::back_inserter(backups), ToInfo);
+  return Status::SUCCESS;
+}
+
+Status VerifyBackup(const BackupPlace& place, uint32_t number) {
+  RocksBackups all(place);
+  rocksdb::Status status = all.Open();
+  if (status.ok()) status = all->VerifyBackup(number, true);
+  if (status.IsNotFound()) return Status::KEY_NOT_FOUND;
+  return status.ok() ? Status::SUCCESS : Failed(status, "verifying a backup in", place.folder);
+}
+
+Status RestoreBackup(const BackupPlace& place, uint32_t number, const std::filesystem::path& target,
+                     BackupInfo& restored) {
+  if (!HasBackups(place.folder)) return Status::RECOVER_FAILED;
+  RocksBackups all(place);
+  if (const rocksdb::Status status = all.Open(); !status.ok())
+    return Failed(status, "opening backups", place.folder);
+  std::vector<rocksdb::BackupInfo> found;
+  all->GetBackupInfo(&found);
+  for (auto backup = found.rbegin(); backup != found.rend(); ++backup) {
+    if (number != 0 && backup->backup_id != number) continue;
+    rocksdb::Status status = all->RestoreDBFromBackup(backup->backup_id, target.string(), target.string());
+    if (status.ok()) {
+      restored = ToInfo(*backup);
+      return Status::SUCCESS;
+    }
+    Failed(status, "restoring a backup from", place.folder);
+    const bool damaged = status.IsCorruption() || status.IsNotFound() || status.IsPathNotFound();
+    if (!damaged) return Status::DB_ERROR;
+  }
+  return Status::RECOVER_FAILED;
+}
+
+}  // namespace KORA::DistributedKv::Client

@@ -1,0 +1,26 @@
+// How RocksDB is set up: options, memory, files, log.
+#pragma once
+
+#include <rocksdb/env.h>
+#include <rocksdb/file_system.h>
+#include <rocksdb/listener.h>
+#include <rocksdb/options.h>
+
+#include <memory>
+
+#include "engine/engine.h"
+
+namespace KORA::DistributedKv::Client {
+
+// The files of a store; the database must end before it. No key: not encrypted. `key` is copied.
+std::unique_ptr<rocksdb::Env> NewEnv(const SecretKey* key);
+
+std::shared_ptr<rocksdb::Logger> NewEngineLog();
+
+rocksdb::Options DatabaseOptions(const EngineOptions& wanted, rocksdb::Env* env,
+                                 std::shared_ptr<rocksdb::EventListener> health);
+
+// Has all engines that are opened from now on keep their files in `files`: a place to put faults.
+void PutBelowEngines(const std::shared_ptr<rocksdb::FileSystem>& files);
+
+}  // namespace KORA::DistributedKv::Client

@@ -1,0 +1,226 @@
+// Damaged stores: found, recovered from backups, and never a wrong value.
+#include <algorithm>
+#include <fstream>
+#include <functional>
+#include <random>
+
+#include "support.h"
+
+namespace KORA::DistributedKv {
+namespace {
+
+namespace fs = std::filesystem;
+
+const char* const kBackups = ".backups";
+
+class Damage : public ClientTest {
+ protected:
+  static Options WithBackup(bool encrypted = false) {
+    Options options = Creating();
+    options.backup = true;
+    options.encrypt = encrypted;
+    return options;
+  }
+
+  fs::path Backups(const std::string& storeId = "store") const {
+    return Home() / app_.appId / kBackups / storeId;
+  }
+
+  // The store's files of this beginning or, with a dot in front, this end of their names.
+  std::vector<fs::path> Files(const std::string& part) const {
+    std::vector<fs::path> found;
+    for (const auto& entry : fs::directory_iterator(Folder("store"))) {
+      const fs::path& path = entry.path();
+      if (path.filename().string().rfind(part, 0) == 0 || path.extension() == part) found.push_back(path);
+    }
+    return found;
+  }
+
+  static void Flip(const fs::path& file, uint64_t bit) {
+    std::fstream stream(file, std::ios::in | std::ios::out | std::ios::binary);
+    stream.seekg(static_cast<std::streamoff>(bit / 8));
+    const int byte = stream.get() ^ (1 << bit % 8);
+    stream.seekp(static_cast<std::streamoff>(bit / 8));
+    stream.put(static_cast<char>(byte));
+  }
+
+  // Text that can't be compressed, so that a table has room for damage between its edges.
+  static std::string ValueOf(const std::string& text, int number) {
+    std::mt19937 random(static_cast<unsigned>(number));
+    std::string value = text + std::to_string(number) + " ";
+    for (int i = 0; i < 500; ++i) value += static_cast<char>(random());
+    return value;
+  }
+
+  void Fill(const Options& options, const std::string& text = "value ") {
+    const auto store = Open("store", options);
+    for (int i = 0; i < 40; ++i)
+      ASSERT_EQ(Put(*store, "key" + std::to_string(i), ValueOf(text, i)), Status::SUCCESS);
+  }
+
+  void ExpectFilled(const SingleKvStore& store, const std::string& text = "value ") {
+    const Pairs pairs = List(store);
+    EXPECT_EQ(pairs.size(), 40U);
+    for (const auto& [key, value] : pairs) EXPECT_EQ(value, ValueOf(text, std::stoi(key.substr(3))));
+  }
+};
+
+TEST_F(Damage, IsFoundAtOpeningAndRecoveredOnce) {
+  const std::vector<std::pair<const char*, std::function<void()>>> damages = {
+      {"no CURRENT", [&] { fs::remove(Folder("store") / "CURRENT"); }},
+      {"CURRENT names another", [&] { Flip(Folder("store") / "CURRENT", 68); }},
+      {"no manifest", [&] { fs::remove(Files("MANIFEST").at(0)); }},
+      {"manifest without its end",
+       [&] {
+         const fs::path file = Files("MANIFEST").at(0);
+         fs::resize_file(file, fs::file_size(file) - 3);
+       }},
+      {"no table", [&] { fs::remove(Files(".sst").at(0)); }},
+      {"table without its end",
+       [&] { fs::resize_file(Files(".sst").at(0), fs::file_size(Files(".sst").at(0)) - 1); }},
+      {"table's footer", [&] { Flip(Files(".sst").at(0), 8 * fs::file_size(Files(".sst").at(0)) - 200); }},
+      {"no STORE", [&] { fs::remove(Folder("store") / "STORE"); }},
+      {"STORE", [&] { Flip(Folder("store") / "STORE", 150); }},
+      {"no folder", [&] { fs::remove_all(Folder("store")); }},
+  };
+  bool encrypted = false;
+  for (const auto& [name, damage] : damages) {
+    SCOPED_TRACE(name);
+    encrypted = !encrypted;
+    const Options options = WithBackup(encrypted);
+    Fill(options);
+    damage();
+    Open("store", options, Status::RECOVER_SUCCESS);
+    ExpectFilled(*Open("store", options));
+    EXPECT_EQ(manager_.DeleteKvStore(app_, {"store"}), Status::SUCCESS);
+    EXPECT_FALSE(fs::exists(Home() / app_.appId / kBackups));
+  }
+}
+
+TEST_F(Damage, WithoutABackupNothingIsTouched) {
+  Fill(Creating());
+  fs::rename(Files("MANIFEST").at(0), Folder("store") / "moved");
+  Open("store", Creating(), Status::DB_ERROR);
+  Open("store", WithBackup(), Status::RECOVER_FAILED);
+  fs::rename(Folder("store") / "moved", Folder("store") / "MANIFEST-000005");
+  ExpectFilled(*Open("store", Creating()));
+}
+
+TEST_F(Damage, AnOlderBackupServesWhereTheNewestIsDamagedToo) {
+  Fill(WithBackup(), "older ");
+  Fill(WithBackup(), "newer ");
+  std::vector<fs::path> tables;
+  for (const auto& entry : fs::directory_iterator(Backups() / "shared_checksum"))
+    tables.push_back(entry.path());
+  ASSERT_EQ(tables.size(), 2U);  // the older backup's table is not kept twice
+  std::sort(tables.begin(), tables.end());
+  Flip(tables.back(), 80'000);
+  fs::remove(Files("CURRENT").at(0));
+  Open("store", WithBackup(), Status::RECOVER_SUCCESS);
+  ExpectFilled(*Open("store", WithBackup()), "older ");
+  EXPECT_TRUE(fs::exists(Backups() / "damaged" / "SEAL"));  // what was damaged is kept
+
+  for (const auto& entry : fs::directory_iterator(Backups() / "shared_checksum"))
+    fs::resize_file(entry.path(), 10);
+  fs::remove(Files("CURRENT").at(0));
+  const auto files = Files("").size();
+  Open("store", WithBackup(), Status::RECOVER_FAILED);
+  EXPECT_EQ(Files("").size(), files);
+}
+
+TEST_F(Damage, FoundWhileReadingIsRecoveredNextTime) {
+  Fill(WithBackup());
+  Flip(Files(".sst").at(0), 80'000);
+  for (int i = 0; i < 2; ++i) {
+    auto store = Open("store", WithBackup(), i == 0 ? Status::SUCCESS : Status::RECOVER_SUCCESS);
+    if (store != nullptr) {
+      std::vector<Entry> entries;
+      EXPECT_EQ(store->GetEntries(B(""), entries), Status::DB_ERROR);
+    }
+  }
+  ExpectFilled(*Open("store", WithBackup()));
+}
+
+TEST_F(Damage, ARecoveryThatWasCutOffIsDoneAgain) {
+  Fill(WithBackup());
+  fs::create_directories(Backups() / "restoring" / "folder");
+  fs::remove_all(Folder("store"));  // between its two moves
+  Open("store", WithBackup(), Status::RECOVER_SUCCESS);
+  EXPECT_FALSE(fs::exists(Folder("store") / "folder"));
+  ExpectFilled(*Open("store", WithBackup()));
+}
+
+// A crash leaves no seal, and may leave a log without its end.
+TEST_F(Damage, AfterACrashTheLogEndsWithItsLastWholeWrite) {
+  const auto store = Open();
+  for (int i = 0; i < 10; ++i) Put(*store, "k" + std::to_string(i), std::string(100, 'v'));
+  for (const int cut : {1, 50, 100, 200}) {
+    fs::copy(Folder("store"), Folder("copy"), fs::copy_options::recursive);
+    for (const auto& entry : fs::directory_iterator(Folder("copy"))) {
+      if (entry.path().extension() == ".log")
+        fs::resize_file(entry.path(), fs::file_size(entry.path()) - static_cast<uintmax_t>(cut));
+    }
+    EXPECT_EQ(List(*Open("copy")).size(), cut < 200 ? 9U : 8U) << cut;
+    fs::remove_all(Folder("copy"));
+  }
+}
+
+// Bit flips and truncations of any file, as many as KORA_TEST_DAMAGES says.
+TEST_F(Damage, NeverGivesAWrongValue) {
+  const char* wanted = std::getenv("KORA_TEST_DAMAGES");
+  const int rounds = wanted == nullptr ? 60 : std::atoi(wanted);
+  const unsigned seed = std::random_device()();
+  std::mt19937_64 random(seed);
+  int refused = 0;
+  int failed = 0;
+  for (int round = 0; round < rounds; ++round) {
+    SCOPED_TRACE("seed " + std::to_string(seed) + ", round " + std::to_string(round));
+    Options options = Creating();
+    options.encrypt = round % 2 == 1;
+    if (round < 2 || !fs::exists(Folder("sound" + std::to_string(round % 2)))) {
+      Fill(options);
+      fs::rename(Folder("store"), Folder("sound" + std::to_string(round % 2)));
+    }
+    fs::copy(Folder("sound" + std::to_string(round % 2)), Folder("store"), fs::copy_options::recursive);
+    std::vector<fs::path> files = Files("");
+    files.erase(std::remove_if(files.begin(), files.end(),
+                               [](const fs::path& file) { return fs::file_size(file) == 0; }),
+                files.end());
+    std::sort(files.begin(), files.end());
+    const fs::path file = files[random() % files.size()];
+    if (random() % 4 == 0) {
+      fs::resize_file(file, random() % fs::file_size(file));
+    } else {
+      Flip(file, random() % (8 * fs::file_size(file)));
+    }
+    SCOPED_TRACE(file.filename());
+
+    manager_.GetSingleKvStore(
+        options, app_, {"store"}, [&](Status status, std::unique_ptr<SingleKvStore> store) {
+          if (store == nullptr) {
+            EXPECT_EQ(status, Status::DB_ERROR);
+            ++refused;
+            return;
+          }
+          std::vector<Entry> entries;
+          const Status listed = store->GetEntries(B(""), entries);
+          if (listed != Status::SUCCESS) {
+            EXPECT_EQ(listed, Status::DB_ERROR);
+            ++failed;
+          } else {
+            ExpectFilled(*store);
+          }
+          for (int i = 0; i < 40; ++i) {
+            const std::string value = Get(*store, "key" + std::to_string(i));
+            EXPECT_TRUE(value == "<27459593>" || value == ValueOf("value ", i)) << value;
+          }
+        });
+    fs::remove_all(Folder("store"));
+    if (HasFailure()) return;
+  }
+  std::printf("seed %u: %d damages, refused at opening %d, found while reading %d, harmless %d\n", seed,
+              rounds, refused, failed, rounds - refused - failed);
+}
+
+}  // namespace
+}  // namespace KORA::DistributedKv
