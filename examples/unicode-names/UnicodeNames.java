@@ -8,6 +8,7 @@ import java.util.List;
 import java.util.Locale;
 import java.util.Map;
 import java.util.Random;
+import java.util.TreeSet;
 import java.util.concurrent.BlockingQueue;
 import java.util.concurrent.LinkedBlockingQueue;
 import java.util.concurrent.TimeUnit;
@@ -15,9 +16,12 @@ import kora.data.distributed.common.ChangeNotification;
 import kora.data.distributed.common.Entry;
 import kora.data.distributed.common.KvManager;
 import kora.data.distributed.common.KvManagerFactory;
+import kora.data.distributed.common.KvStoreResultSet;
 import kora.data.distributed.common.SubscribeType;
 import kora.data.distributed.common.Subscription;
 import kora.data.distributed.common.Value;
+import kora.data.distributed.user.KvStoreSnapshot;
+import kora.data.distributed.user.MultiKvStore;
 import kora.data.distributed.user.SingleKvStore;
 
 /**
@@ -29,6 +33,8 @@ final class UnicodeNames {
   private static final String STORE = "characters";
   private static final int BATCH = 1000;
   private static final int READS = 300_000;
+  private static final int JUMPS = 100_000;
+  private static final String VERSIONS = "versions";
   private static final String PREFIX = "name/GREEK SMALL LETTER ";
 
   /** What the store must hold, by key. */
@@ -54,11 +60,13 @@ final class UnicodeNames {
         demo.readAtRandom(store);
         demo.addNames(store);
         demo.listByPrefix(store);
+        demo.jumpInResultSet(store);
         demo.changeUnderObserver(store);
       }
       try (SingleKvStore reopened = manager.openSingle(STORE)) {
         demo.verify(reopened);
       }
+      demo.readSnapshot(manager);
     }
   }
 
@@ -143,6 +151,44 @@ final class UnicodeNames {
     all.report("listed as a whole", count, "records");
     Entry first = found.get(0);
     System.out.printf("  %s is %s%n", first.getKey().substring(5), Character.toString(first.getValue().asInt()));
+  }
+
+  /** All records are in reach by their position, without being held in memory. */
+  private void jumpInResultSet(SingleKvStore store) {
+    List<String> keys = new ArrayList<>(new TreeSet<>(expected.keySet()));
+    Random random = new Random(1);
+    try (KvStoreResultSet records = store.getResultSet("")) {
+      check(records.getCount() == keys.size(), "the result set has " + records.getCount() + " records");
+      Stopwatch watch = new Stopwatch();
+      for (int jump = 0; jump < JUMPS; ++jump) {
+        int position = random.nextInt(keys.size());
+        check(records.moveToPosition(position), "there is no record at " + position);
+        Entry entry = records.getEntry();
+        check(entry.getKey().equals(keys.get(position)), "at " + position + " is " + entry.getKey());
+        check(entry.getValue().equals(expected.get(entry.getKey())), entry.getKey());
+      }
+      watch.report("jumped to in a result set", JUMPS, "records");
+    }
+  }
+
+  /** A snapshot of a multi-version store stays as it is, whatever happens to the store. */
+  private void readSnapshot(KvManager manager) {
+    if (manager.storeIds().contains(VERSIONS)) {
+      manager.deleteStore(VERSIONS);
+    }
+    try (MultiKvStore store = manager.openMulti(VERSIONS)) {
+      store.transaction(() -> characters.forEach(store::putString));
+      try (KvStoreSnapshot snapshot = store.snapshot()) {
+        store.clear();
+        Stopwatch watch = new Stopwatch();
+        characters.forEach((codePoint, record) -> check(snapshot.getString(codePoint).equals(record), codePoint));
+        check(snapshot.getKeys("").size() == characters.size(), "the snapshot has other keys");
+        watch.report("read from a snapshot of what was cleared", characters.size(), "records");
+      }
+      try (KvStoreSnapshot now = store.snapshot()) {
+        check(now.getKeys("").isEmpty(), "the store is not empty");
+      }
+    }
   }
 
   /** A transaction that is committed is told as one change; one that is rolled back leaves no trace. */
