@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -93,8 +94,9 @@ class Engine : public View {
  public:
   virtual std::unique_ptr<Batch> NewBatch() = 0;
   virtual std::unique_ptr<IndexedBatch> NewIndexedBatch() = 0;
-  // Deletes all entries whose keys begin with `prefix`, at a cost that does not depend on their number.
-  virtual Status DeleteAll(Bytes prefix) = 0;
+  // Deletes all entries whose keys begin with one of the prefixes, together, at a cost that does not depend
+  // on their number.
+  virtual Status DeleteAll(std::initializer_list<Bytes> prefixes) = 0;
   // Makes what was committed outlast the loss of power.
   virtual Status Sync() = 0;
   virtual bool ReadOnly() const = 0;

@@ -290,13 +290,11 @@ class RocksEngine : public Engine {
     return std::make_unique<RocksIndexedBatch>(*database_);
   }
 
-  Status DeleteAll(Bytes prefix) override {
+  Status DeleteAll(std::initializer_list<Bytes> prefixes) override {
+    rocksdb::WriteBatch writes;
+    for (const Bytes prefix : prefixes) writes.DeleteRange(ToSlice(prefix), EndOfPrefix(prefix));
     return database_->Change(
-        [&](rocksdb::DB& database) {
-          return database.DeleteRange(database_->writing, database.DefaultColumnFamily(), ToSlice(prefix),
-                                      EndOfPrefix(prefix));
-        },
-        "clearing");
+        [&](rocksdb::DB& database) { return database.Write(database_->writing, &writes); }, "clearing");
   }
 
   Status Sync() override {

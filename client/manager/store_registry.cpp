@@ -13,6 +13,7 @@
 #include "manager/exit_handler.h"
 #include "manager/key_ring.h"
 #include "manager/recovery.h"
+#include "schema/schema.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -52,12 +53,13 @@ Status CheckOptions(const Options& options) {
   if (type < 0 || type > static_cast<int32_t>(KvStoreType::MULTI_VERSION)) {
     return Refuse(Status::INVALID_ARGUMENT, "the store type is none of 0 to 2");
   }
-  if (!options.schema.empty()) return Refuse(Status::NOT_SUPPORT, "schemas are not supported");
   if (!options.persistent) return Refuse(Status::NOT_SUPPORT, "stores are always kept on disk");
   if (options.conflictPolicy != kNewestVersionWins) {
     return Refuse(Status::NOT_SUPPORT, "the newest version always wins a conflict");
   }
-  return Status::SUCCESS;
+  // Before anything is made for a new store.
+  std::optional<Schema> schema;
+  return options.schema.empty() ? Status::SUCCESS : Schema::Parse(options.schema, schema);
 }
 
 Status CheckTraits(const StoreTraits& actual, const StoreTraits& wanted) {
@@ -73,6 +75,11 @@ Status CheckTraits(const StoreTraits& actual, const StoreTraits& wanted) {
     return Refuse(Status::SECURITY_LEVEL_ERROR, "it was created with another security level");
   }
   return Status::SUCCESS;
+}
+
+Status CheckShared(const Store& store, const StoreTraits& wanted, const std::string& schema) {
+  const Status status = CheckTraits(store.Traits(), wanted);
+  return status == Status::SUCCESS ? store.GetCatalog().Accept(schema) : status;
 }
 
 std::filesystem::path PathOf(const Settings& settings, const StoreName& name) {
@@ -154,7 +161,7 @@ Status StoreRegistry::Open(const StoreName& name, StoreKind kind, const Options&
   const StoreTraits wanted{kind, static_cast<int32_t>(options.securityLevel), options.encrypt};
   SlotUse slot(*this, name);
   const std::lock_guard<std::mutex> lock(slot->mutex);
-  status = slot->store ? CheckTraits(slot->store->Traits(), wanted)
+  status = slot->store ? CheckShared(*slot->store, wanted, options.schema)
                        : OpenSlot(*slot, PathOf(*settings, name), wanted, options);
   if (status != Status::SUCCESS) return status;
   lease = std::make_unique<StoreLease>(slot->store, [this, name] { Release(name); });
@@ -207,7 +214,7 @@ Status StoreRegistry::OpenFolder(const StoreFolder& folder, const StoreTraits& w
   if (status != Status::SUCCESS) return status;
   auto opened = std::make_shared<Store>(path.filename().string(), wanted, std::move(engine), device.deviceId,
                                         settings->rateLimit);
-  status = opened->Load();
+  status = opened->Load(options.schema);
   if (status == Status::SUCCESS && is_new) status = WriteRecord(path, record);
   if (status == Status::SUCCESS) store = std::move(opened);
   return status == Status::DB_ERROR && IsMarkedDamaged(path) ? Status::RECOVER_FAILED : status;

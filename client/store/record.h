@@ -2,6 +2,7 @@
 //
 // Keys. The first byte says what the entry is:
 //   'd'  a record: the caller's key follows
+//   'i'  an entry of an index (schema/index.h)
 //   'm'  about the store itself: a name follows
 // All other first bytes are free for later use.
 //
@@ -18,6 +19,7 @@
 //   sync   n     what sync/sync_settings.h describes
 //   device followed by 4 bytes, the number of another device in this store, from 1
 //          n     the device's identifier
+// and what schema/catalog.h describes.
 #pragma once
 
 #include <array>
@@ -34,6 +36,7 @@ inline constexpr char kRecordFormat = 1;
 inline constexpr size_t kRecordHeadSize = 13;
 inline constexpr uint32_t kThisDevice = 0;
 inline constexpr Bytes kRecordSpace = "d";
+inline constexpr Bytes kIndexSpace = "i";
 inline constexpr Bytes kClockKey = "mclock";
 inline constexpr Bytes kDeviceSpace = "mdevice";
 

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "common/guard.h"
+#include "query/store_query.h"
 #include "store/prefix_rows.h"
 #include "store/record.h"
 #include "store/result_set.h"
@@ -73,8 +74,9 @@ Status SingleStore::GetSecurityLevel(SecurityLevel& level) const {
   });
 }
 
-Status SingleStore::GetEntriesWithQuery(const std::string& /*query*/, std::vector<Entry>& /*entries*/) const {
-  return Status::NOT_SUPPORT;
+Status SingleStore::GetEntriesWithQuery(const std::string& query, std::vector<Entry>& entries) const {
+  return lease_->Access(
+      [&](const Store& store) { return Client::GetEntriesWithQuery(store, query, entries); });
 }
 
 template <typename MakeRows>
@@ -99,8 +101,10 @@ void SingleStore::GetResultSet(const Key& prefixKey, ResultSetCallback callback)
   });
 }
 
-void SingleStore::GetResultSetWithQuery(const std::string& /*query*/, ResultSetCallback callback) const {
-  OpenResultSet(callback, [](const Store&, std::unique_ptr<Rows>&) { return Status::NOT_SUPPORT; });
+void SingleStore::GetResultSetWithQuery(const std::string& query, ResultSetCallback callback) const {
+  OpenResultSet(callback, [&](const Store& store, std::unique_ptr<Rows>& rows) {
+    return OpenQuery(store, query, rows);
+  });
 }
 
 Status SingleStore::CloseResultSet(std::unique_ptr<KvStoreResultSet>&& resultSet) {
@@ -111,8 +115,8 @@ Status SingleStore::CloseResultSet(std::unique_ptr<KvStoreResultSet>&& resultSet
   });
 }
 
-Status SingleStore::GetCountWithQuery(const std::string& /*query*/, int32_t& /*count*/) const {
-  return Status::NOT_SUPPORT;
+Status SingleStore::GetCountWithQuery(const std::string& query, int32_t& count) const {
+  return lease_->Access([&](const Store& store) { return Client::GetCountWithQuery(store, query, count); });
 }
 
 Status SingleStore::Sync(const std::vector<std::string>& deviceIds, SyncMode mode, int32_t delayMs) {

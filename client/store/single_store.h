@@ -9,7 +9,6 @@
 
 namespace KORA::DistributedKv::Client {
 
-// What this client does not serve answers NOT_SUPPORT: queries.
 class SingleStore : public SingleKvStore {
  public:
   explicit SingleStore(std::unique_ptr<StoreLease> lease) : lease_(std::move(lease)) {}

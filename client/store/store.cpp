@@ -5,6 +5,7 @@
 
 #include "common/limits.h"
 #include "common/log.h"
+#include "schema/indexing_batch.h"
 #include "store/change.h"
 #include "store/checks.h"
 #include "store/device_records.h"
@@ -52,14 +53,15 @@ Store::Store(std::string storeId, StoreTraits traits, std::unique_ptr<Engine> en
       publisher_(std::make_shared<Publisher>(deviceId_, id_)),
       engine_(std::move(engine)) {}
 
-Status Store::Load() {
+Status Store::Load(const std::string& schema) {
   std::optional<Version> bound = 0;
   const Status status = engine_->Get(kClockKey, [&bound](Bytes stored) { bound = ParseVersion(stored); });
   if (status == Status::DB_ERROR) return status;
   if (!bound) return DamagedRecord(id_);
   clock_ = HybridClock(*bound);
   reserved_ = *bound;
-  return syncSettings_.Load(*engine_);
+  const Status loaded = syncSettings_.Load(*engine_);
+  return loaded == Status::SUCCESS ? catalog_.Load(*engine_, schema) : loaded;
 }
 
 // Reads the engine, or the open transaction under the write lock.
@@ -90,14 +92,18 @@ std::unique_ptr<View> Store::NewSnapshot() const {
 }
 
 Status Store::Put(const Key& key, const Value& value) {
-  if (const Status status = CheckEntry(key, value); status != Status::SUCCESS) return status;
+  Status status = CheckEntry(key, value);
+  if (status == Status::SUCCESS) status = catalog_.Check(value);
+  if (status != Status::SUCCESS) return status;
   return Write(key.Size() + value.Size(),
                [&](Batch& batch, Version version) { PutRecord(batch, version, key, value); });
 }
 
 Status Store::PutBatch(const std::vector<Entry>& entries) {
   if (entries.empty()) return Status::SUCCESS;
-  if (const Status status = CheckEntries(entries); status != Status::SUCCESS) return status;
+  Status status = CheckEntries(entries);
+  if (status == Status::SUCCESS) status = catalog_.Check(entries);
+  if (status != Status::SUCCESS) return status;
   return Write(SizeOfAll(entries), [&](Batch& batch, Version version) {
     for (const Entry& entry : entries) PutRecord(batch, version, entry.key, entry.value);
   });
@@ -118,7 +124,7 @@ Status Store::DeleteBatch(const std::vector<Key>& keys) {
 
 Status Store::Clear() {
   const std::lock_guard<std::mutex> lock(writing_);
-  if (!transaction_) return engine_->DeleteAll(kRecordSpace);
+  if (!transaction_) return engine_->DeleteAll({kRecordSpace, kIndexSpace});
   std::vector<Key> keys;
   if (const Status status = ListKeys(keys); status != Status::SUCCESS) return status;
   return WriteToTransaction(SizeOfAll(keys), [&](Batch& batch, Version) {
@@ -137,14 +143,15 @@ Status Store::ListKeys(std::vector<Key>& keys) const {
   return cursor->Result();
 }
 
+Status Store::FindDevice(const std::string& deviceId, std::optional<uint32_t>& number) const {
+  if (deviceId != deviceId_) return DeviceRecords(*engine_, id_).FindNumber(deviceId, number);
+  number = kThisDevice;
+  return Status::SUCCESS;
+}
+
 Status Store::RemoveDeviceData(const std::string& deviceId) {
   std::optional<uint32_t> device;
-  Status status = Status::SUCCESS;
-  if (deviceId == deviceId_) {
-    device = kThisDevice;
-  } else {
-    status = DeviceRecords(*engine_, id_).FindNumber(deviceId, device);
-  }
+  Status status = FindDevice(deviceId, device);
   std::string from(device ? kRecordSpace : Bytes());
   while (status == Status::SUCCESS && !from.empty()) status = RemoveSliceOf(*device, from);
   return status;
@@ -174,28 +181,43 @@ Status Store::Write(size_t bytes, Fill fill) {
 
 template <typename Fill>
 Status Store::WriteNow(Fill fill) {
-  if (publisher_->HasListeners()) {
+  const bool observed = publisher_->HasListeners();
+  if (observed || !catalog_.Indexes().empty()) {
     const std::unique_ptr<IndexedBatch> batch = engine_->NewIndexedBatch();
-    fill(*batch, clock_.Next());
-    return CommitObserved(*batch);
+    if (const Status status = FillIndexed(*batch, fill); status != Status::SUCCESS) return status;
+    return observed ? CommitObserved(*batch) : CommitWithClock(*batch);
   }
   const std::unique_ptr<Batch> batch = engine_->NewBatch();
   fill(*batch, clock_.Next());
   return CommitWithClock(*batch);
 }
 
+// Has the indexes follow what is written.
+template <typename Fill>
+Status Store::FillIndexed(IndexedBatch& batch, Fill fill) {
+  if (catalog_.Indexes().empty()) {
+    fill(batch, clock_.Next());
+    return Status::SUCCESS;
+  }
+  IndexingBatch indexing(batch, catalog_.Indexes());
+  fill(indexing, clock_.Next());
+  return indexing.Result();
+}
+
 template <typename Fill>
 Status Store::WriteToTransaction(size_t bytes, Fill fill) {
-  if (const Status status = CheckBatch(transactionBytes_ + bytes); status != Status::SUCCESS) return status;
+  Status status = CheckBatch(transactionBytes_ + bytes);
+  if (status != Status::SUCCESS) return status;
   try {
-    fill(*transaction_, clock_.Next());
+    status = FillIndexed(*transaction_, fill);
   } catch (...) {
     // Half of an operation must never be committed.
     EndTransaction();
     throw;
   }
+  if (status != Status::SUCCESS) EndTransaction();
   transactionBytes_ += bytes;
-  return Status::SUCCESS;
+  return status;
 }
 
 Status Store::CommitObserved(IndexedBatch& batch) {

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include "contract/status.h"
 #include "engine/engine.h"
 #include "notify/publisher.h"
+#include "schema/catalog.h"
 #include "store/hybrid_clock.h"
 #include "store/readers.h"
 #include "sync/sync_settings.h"
@@ -38,14 +40,20 @@ class Store : public std::enable_shared_from_this<Store> {
         uint64_t rateLimit = 0);
 
   // Once, before all other operations.
-  Status Load();
+  // `schema`: the text of the schema that the store is to have; empty: the one it has, if any. Errors: those
+  // of Catalog::Load.
+  Status Load(const std::string& schema = {});
 
   const std::string& Id() const { return id_; }
   const StoreTraits& Traits() const { return traits_; }
   OperationGate& Gate() { return gate_; }
+  const Catalog& GetCatalog() const { return catalog_; }
   Publisher& Observers() { return *publisher_; }
   Readers& OpenReaders() { return readers_; }
   RateLimiter& Rate() { return rate_; }
+
+  // The number that a device has in this store; nothing: no record ever came from it. SUCCESS or DB_ERROR.
+  Status FindDevice(const std::string& deviceId, std::optional<uint32_t>& number) const;
 
   Status Get(const Key& key, Value& value) const;
   Status GetEntries(const Key& prefix, std::vector<Entry>& entries) const;
@@ -80,6 +88,8 @@ class Store : public std::enable_shared_from_this<Store> {
   template <typename Fill>
   Status WriteNow(Fill fill);
   template <typename Fill>
+  Status FillIndexed(IndexedBatch& batch, Fill fill);
+  template <typename Fill>
   Status WriteToTransaction(size_t bytes, Fill fill);
   Status ListKeys(std::vector<Key>& keys) const;
   Status RemoveSliceOf(uint32_t device, std::string& from);
@@ -97,6 +107,7 @@ class Store : public std::enable_shared_from_this<Store> {
   Readers readers_;
   std::unique_ptr<Engine> engine_;
   StoredSyncSettings syncSettings_;
+  Catalog catalog_;  // does not change after Load
 
   mutable std::mutex writing_;  // guards all below
   HybridClock clock_{0};

@@ -6,7 +6,7 @@ JAVA_HOME=/usr/lib/jvm/java-17-openjdk-$(dpkg --print-architecture)
 export JAVA_HOME
 
 # shellcheck disable=SC2034  # used by those who source this
-build_packages=(g++ cmake ninja-build openjdk-17-jdk-headless librocksdb-dev libssl-dev
+build_packages=(g++ cmake ninja-build openjdk-17-jdk-headless librocksdb-dev libsimdjson-dev libssl-dev
   libpicocli-java libjackson2-core-java libcommons-csv-java libjline3-java unicode-data)
 
 # What CTest and clang-tidy write about tests and files that are in order.

@@ -56,6 +56,23 @@ single_records() {
   expect 0 '' '' kora --home "$folder/home2" stores
 }
 
+queries() {
+  printf '%s' '{"fields":[{"field":"name","type":"string","mandatory":true},{"field":"age","type":"int"}],"indexes":["age"]}' >people.json
+  expect 0 '' '' kora --store people schema people.json
+  expect 0 '' '' kora --store people put ada '{"name":"Ada","age":36}'
+  expect 0 '' '' kora --store people put bob '{"name":"Bob","age":17}'
+  expect 1 '' 'type than in the schema' kora --store people put cleo '{"name":"Cleo","age":"7"}'
+  expect 0 $'bob\nada' '' kora --store people query '{"order":"age"}'
+  expect 0 $'ada\tstring\t{"name":"Ada","age":36}' '' kora --store people query -l '{"where":{"field":"age","ge":18}}'
+  expect 0 '1' '' kora --store people count '{"where":{"field":"name","like":"B%"}}'
+  expect 0 '2' '' kora --store people count
+  expect 1 '' 'names a field that the schema does not have' kora --store people query '{"order":"height"}'
+  expect 1 '' 'query is malformed' kora --store people count '{'
+  echo '{"fields":[{"field":"name","type":"int"}]}' >people.json
+  expect 1 '' 'schema differs' kora --store people schema people.json
+  expect 1 '' "absent.json can't be read" kora --store people schema absent.json
+}
+
 wrong_use() {
   expect 2 '' '^kora: Missing required subcommand' kora
   expect 2 '' "^kora: Missing required parameter: 'VALUE'" kora put key
@@ -220,6 +237,7 @@ await_text() {
 }
 
 single_records
+queries
 wrong_use
 shell_commands
 shell_on_a_terminal

@@ -125,7 +125,7 @@ TEST_F(EngineTest, SnapshotsStayAsTheyWere) {
   batch->Delete("b");
   const std::unique_ptr<View> later = batch->NewSnapshot();
   batch.reset();
-  for (const Bytes key : {"a", "b", "c"}) engine_->DeleteAll(key);
+  for (const Bytes key : {"a", "b", "c"}) engine_->DeleteAll({key});
 
   EXPECT_EQ(Read(*uncommitted, ""), first);
   EXPECT_EQ(Read(*uncommitted->NewSnapshot(), "b"), WithPrefix(first, "b"));

@@ -117,11 +117,9 @@ TEST_F(Lifecycle, KindAndSecurityLevelAreSettledAtCreation) {
 }
 
 TEST_F(Lifecycle, RefusesWhatItDoesNotSupport) {
-  Options schema = Creating();
-  schema.schema = "{}";
   Options memory = Creating();
   memory.persistent = false;
-  for (const Options& options : {schema, memory}) Open("s", options, Status::NOT_SUPPORT);
+  Open("s", memory, Status::NOT_SUPPORT);
 
   Options level = Creating();
   level.securityLevel = static_cast<SecurityLevel>(6);

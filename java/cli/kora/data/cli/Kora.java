@@ -30,6 +30,7 @@ import picocli.CommandLine.ScopeType;
     usageHelpAutoWidth = true,
     subcommands = {
       StoresCommand.class, PutCommand.class, GetCommand.class, RemoveCommand.class, ListCommand.class,
+      QueryCommand.class, CountCommand.class, SchemaCommand.class,
       ImportCommand.class, ExportCommand.class, WatchCommand.class, StatsCommand.class,
       ShellCommand.class
     },
@@ -133,8 +134,13 @@ public final class Kora implements StoreScope {
 
   /** Opens the chosen store; the caller closes it. */
   SingleKvStore open(KvManager manager, Missing missing) {
+    return open(manager, Options.builder().createIfMissing(missing == Missing.CREATE).build());
+  }
+
+  /** Opens the chosen store in a way of its own; the caller closes it. */
+  SingleKvStore open(KvManager manager, Options options) {
     try {
-      return manager.openSingle(store, Options.builder().createIfMissing(missing == Missing.CREATE).build());
+      return manager.openSingle(store, options);
     } catch (KvStoreException failure) {
       String where = "store '" + store + "' of application '" + app + "': ";
       if (failure.getErrorCode() == KvStoreErrorCode.DB_ERROR) {

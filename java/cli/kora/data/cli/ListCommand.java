@@ -1,6 +1,5 @@
 package kora.data.cli;
 
-import kora.data.distributed.common.Entry;
 import kora.data.distributed.common.KvStoreResultSet;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Option;
@@ -24,34 +23,8 @@ final class ListCommand implements Runnable {
   public void run() {
     scope.use(StoreScope.Missing.FAIL, store -> {
       try (KvStoreResultSet entries = store.getResultSet(prefix)) {
-        entries.forEach(this::print);
+        entries.forEach(new EntryLines(scope.out(), withValues)::print);
       }
     });
-  }
-
-  private void print(Entry entry) {
-    String key = oneLine(entry.getKey());
-    if (withValues) {
-      TypedText value = TypedText.of(entry.getValue());
-      scope.out().println(key + "\t" + value.type + "\t" + oneLine(value.text));
-    } else {
-      scope.out().println(key);
-    }
-  }
-
-  /** Control characters as {@code \}{@code uXXXX}: a record stays one line and can't steer the terminal. */
-  private static String oneLine(String text) {
-    if (text.chars().noneMatch(Character::isISOControl)) {
-      return text;
-    }
-    StringBuilder line = new StringBuilder();
-    text.chars().forEach(c -> {
-      if (Character.isISOControl(c)) {
-        line.append(String.format("\\u%04x", c));
-      } else {
-        line.append((char) c);
-      }
-    });
-    return line.toString();
   }
 }

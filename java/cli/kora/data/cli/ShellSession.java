@@ -18,7 +18,8 @@ import picocli.CommandLine.ScopeType;
     synopsisSubcommandLabel = "COMMAND",
     usageHelpAutoWidth = true,
     subcommands = {
-      PutCommand.class, GetCommand.class, RemoveCommand.class, ListCommand.class, ImportCommand.class,
+      PutCommand.class, GetCommand.class, RemoveCommand.class, ListCommand.class, QueryCommand.class,
+      CountCommand.class, ImportCommand.class,
       ExportCommand.class, StatsCommand.class, HelpCommand.class
     })
 final class ShellSession implements StoreScope, AutoCloseable {

@@ -12,11 +12,13 @@ import kora.data.distributed.common.KvStoreException;
 import kora.data.distributed.common.KvStoreObserver;
 import kora.data.distributed.common.KvStoreResultSet;
 import kora.data.distributed.common.KvWriter;
+import kora.data.distributed.common.Query;
 import kora.data.distributed.common.SecurityLevel;
 import kora.data.distributed.common.SubscribeType;
 import kora.data.distributed.common.Subscription;
 import kora.data.distributed.common.SyncCallback;
 import kora.data.distributed.common.SyncMode;
+import kora.data.distributed.internal.Arguments;
 
 /** A store with one value for each key. */
 public interface SingleKvStore extends KvStore, KvReader, KvWriter {
@@ -41,18 +43,51 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
   /**
    * All entries that match a query.
    *
-   * @param query the query text
+   * @param query the query text, as docs/query.md describes it
    * @return the entries, in a list that can't be changed
-   * @throws KvStoreException NOT_SUPPORT, INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
    */
   List<Entry> getEntriesWithQuery(String query);
 
   /**
-   * The number of entries that match a query.
+   * All entries that match a query.
    *
-   * @param query the query text
+   * @param query the query
+   * @return the entries, in a list that can't be changed
+   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
+   */
+  default List<Entry> getEntries(Query query) {
+    return getEntriesWithQuery(Arguments.notNull(query, "query").toJson());
+  }
+
+  /**
+   * The number of entries that a query delivers.
+   *
+   * @param query the query
    * @return the number
-   * @throws KvStoreException NOT_SUPPORT, INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
+   */
+  default int getCount(Query query) {
+    return getCountWithQuery(Arguments.notNull(query, "query").toJson());
+  }
+
+  /**
+   * A cursor over all entries that match a query. It shows the store as it was when the cursor was opened.
+   *
+   * @param query the query
+   * @return the result set; the caller closes it
+   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
+   */
+  default KvStoreResultSet getResultSet(Query query) {
+    return getResultSetWithQuery(Arguments.notNull(query, "query").toJson());
+  }
+
+  /**
+   * The number of entries that a query delivers.
+   *
+   * @param query the query text, as docs/query.md describes it
+   * @return the number
+   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
    */
   int getCountWithQuery(String query);
 
@@ -69,9 +104,9 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
   /**
    * A cursor over all entries that match a query.
    *
-   * @param query the query text
+   * @param query the query text, as docs/query.md describes it
    * @return the result set; the caller closes it
-   * @throws KvStoreException NOT_SUPPORT, INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
    */
   KvStoreResultSet getResultSetWithQuery(String query);
 

@@ -19,8 +19,10 @@ import java.util.Map;
 import java.util.Set;
 import java.util.function.Consumer;
 import java.util.function.Supplier;
+import kora.data.distributed.common.Condition;
 import kora.data.distributed.common.Durability;
 import kora.data.distributed.common.Entry;
+import kora.data.distributed.common.FieldType;
 import kora.data.distributed.common.KvManager;
 import kora.data.distributed.common.KvManagerConfig;
 import kora.data.distributed.common.KvManagerFactory;
@@ -30,6 +32,7 @@ import kora.data.distributed.common.KvStoreObserver;
 import kora.data.distributed.common.KvStoreResultSet;
 import kora.data.distributed.common.KvStoreServiceDeathRecipient;
 import kora.data.distributed.common.Options;
+import kora.data.distributed.common.Query;
 import kora.data.distributed.common.Schema;
 import kora.data.distributed.common.SecurityLevel;
 import kora.data.distributed.common.StoreClient;
@@ -63,7 +66,12 @@ class GuardTest {
       argument(boolean.class, false), argument(byte.class, (byte) 1), argument(byte[].class, new byte[1]),
       argument(Path.class, Path.of("home")), argument(Durability.class, Durability.POWER),
       argument(SecurityLevel.class, SecurityLevel.S1), argument(Schema.class, Schema.ofJson("{}")),
-      argument(KvManagerConfig.class, KvManagerConfig.of("test")), argument(Consumer.class, (Consumer<Object>) entry -> {}));
+      argument(KvManagerConfig.class, KvManagerConfig.of("test")), argument(Object.class, "operand"),
+      argument(Consumer.class, (Consumer<Object>) entry -> {}),
+      argument(Query.class, Query.ofJson("{}")), argument(Condition.class, Condition.field("a").isNull()),
+      argument(FieldType.class, FieldType.STRING), argument(Object[].class, new Object[] {1}),
+      argument(String[].class, new String[] {"name"}),
+      argument(Condition[].class, new Condition[] {Condition.field("a").isNull()}));
 
   private final KvManager manager = Stores.manager();
 
@@ -79,10 +87,13 @@ class GuardTest {
       calls += assertNullsRefused(object.getKey(), object.getValue());
     }
     for (Class<?> type : List.of(KvManagerFactory.class, StoreClient.class, KvManagerConfig.class, Value.class,
-        Schema.class)) {
+        Schema.class, Query.class, Condition.class)) {
       calls += assertNullsRefused(type, null);
     }
     calls += assertNullsRefused(Options.Builder.class, Options.builder());
+    calls += assertNullsRefused(Query.Builder.class, Query.builder());
+    calls += assertNullsRefused(Schema.Builder.class, Schema.builder());
+    calls += assertNullsRefused(Condition.Field.class, Condition.field("a"));
     calls += assertNullsRefused(StoreClientSettings.Builder.class, StoreClientSettings.builder());
     assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> new Entry(null, Value.ofInt(1)));
     assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> new Entry("key", null));

@@ -1,0 +1,219 @@
+#include "schema/catalog.h"
+
+#include <map>
+#include <set>
+#include <utility>
+
+#include "common/limits.h"
+#include "common/log.h"
+#include "store/record.h"
+
+namespace KORA::DistributedKv::Client {
+
+namespace {
+
+constexpr Bytes kSchemaKey = "mschema";
+constexpr Bytes kIndexStates = "mindex/";
+constexpr char kBuilding = 0;
+constexpr char kComplete = 1;
+constexpr int kByteBits = 8;
+
+std::string TwoBytes(size_t number) {
+  return {static_cast<char>(number >> kByteBits & 0xff), static_cast<char>(number & 0xff)};
+}
+
+std::string StateKey(uint16_t number) {
+  return std::string(kIndexStates).append(TwoBytes(number));
+}
+
+std::string Describe(const IndexPaths& paths) {
+  std::string description;
+  for (const FieldPath& path : paths) {
+    for (const std::string& name : path) description.append(TwoBytes(name.size())).append(name);
+    description.append(TwoBytes(0));
+  }
+  return description;
+}
+
+// An index as the engine keeps it.
+struct KeptIndex {
+  uint16_t number = 0;
+  bool complete = false;
+  std::string description;
+};
+
+Status ListIndexes(const Engine& engine, std::vector<KeptIndex>& indexes) {
+  const std::unique_ptr<Cursor> cursor = engine.Entries(kIndexStates);
+  for (; cursor->Valid(); cursor->Next()) {
+    const Bytes number = cursor->Key().substr(kIndexStates.size());
+    const Bytes value = cursor->Value();
+    if (number.size() != sizeof(uint16_t) || value.empty()) {
+      __android_log_print(KORA_LOG_ERROR, kLogTag, "an index's state is damaged");
+      return Status::DB_ERROR;
+    }
+    const auto high = static_cast<unsigned char>(number[0]);
+    const auto low = static_cast<unsigned char>(number[1]);
+    indexes.push_back({static_cast<uint16_t>(high << kByteBits | low), value.front() == kComplete,
+                       std::string(value.substr(1))});
+  }
+  return cursor->Result();
+}
+
+template <typename Fill>
+Status WriteAtOnce(Engine& engine, Fill fill) {
+  const std::unique_ptr<Batch> batch = engine.NewBatch();
+  fill(*batch);
+  return batch->Commit();
+}
+
+Status WriteState(Engine& engine, uint16_t number, char state, const std::string& description) {
+  return WriteAtOnce(engine,
+                     [&](Batch& batch) { batch.Put(StateKey(number), Bytes(&state, 1), description); });
+}
+
+// Shows `visit` the key and the value of each record, until it answers a failure.
+template <typename Visit>
+Status VisitRecords(const Engine& engine, Visit visit) {
+  const std::unique_ptr<Cursor> cursor = engine.Entries(kRecordSpace);
+  for (; cursor->Valid(); cursor->Next()) {
+    const std::optional<Record> record = ParseRecord(cursor->Value());
+    const Status status = record ? visit(KeyOfRecord(cursor->Key()), record->value) : Status::DB_ERROR;
+    if (status != Status::SUCCESS) return status;
+  }
+  return cursor->Result();
+}
+
+Status FillIndex(Engine& engine, const Index& index) {
+  constexpr size_t kBytesAtOnce = kMebibyte;
+  std::unique_ptr<Batch> batch = engine.NewBatch();
+  size_t bytes = 0;
+  JsonParser parser;
+  const Status status = VisitRecords(engine, [&](Bytes key, Bytes value) {
+    const std::optional<JsonObject> document = ParseDocument(value, parser);
+    if (!document) return Status::SUCCESS;
+    const std::string index_key = index.KeyFor(*document, key);
+    batch->Put(index_key, {}, {});
+    bytes += index_key.size();
+    if (bytes < kBytesAtOnce) return Status::SUCCESS;
+    const Status written = batch->Commit();
+    batch = engine.NewBatch();
+    bytes = 0;
+    return written;
+  });
+  return status == Status::SUCCESS ? batch->Commit() : status;
+}
+
+Status RemoveIndex(Engine& engine, uint16_t number) {
+  const Status status = engine.DeleteAll({Index::SpaceOf(number)});
+  if (status != Status::SUCCESS) return status;
+  return WriteAtOnce(engine, [number](Batch& batch) { batch.Delete(StateKey(number)); });
+}
+
+std::vector<Field> FieldsOf(const Schema& schema, const IndexPaths& paths) {
+  std::vector<Field> fields;
+  for (const FieldPath& path : paths) fields.push_back(schema.Find(path)->field);
+  return fields;
+}
+
+uint16_t FreeNumber(const std::set<uint16_t>& taken) {
+  uint16_t number = 1;
+  while (taken.count(number) > 0) ++number;
+  return number;
+}
+
+Status Mismatch(const char* reason) {
+  __android_log_print(KORA_LOG_WARN, kLogTag, "refused: a schema that differs from the store's: %s", reason);
+  return Status::SCHEMA_MISMATCH;
+}
+
+bool IsSame(const Schema& left, const Schema& right) {
+  return left.DifferenceFrom(right) == nullptr && right.DifferenceFrom(left) == nullptr &&
+         left.Indexes() == right.Indexes();
+}
+
+}  // namespace
+
+Status Catalog::Load(Engine& engine, const std::string& wanted) {
+  Status status = ReadSchema(engine);
+  if (status == Status::SUCCESS && !wanted.empty()) {
+    std::optional<Schema> parsed;
+    status = Schema::Parse(wanted, parsed);
+    if (status == Status::SUCCESS) status = Adopt(engine, std::move(*parsed));
+  }
+  return status == Status::SUCCESS ? CompleteIndexes(engine) : status;
+}
+
+Status Catalog::Accept(const std::string& wanted) const {
+  if (wanted.empty()) return Status::SUCCESS;
+  std::optional<Schema> parsed;
+  if (const Status status = Schema::Parse(wanted, parsed); status != Status::SUCCESS) return status;
+  return schema_ && IsSame(*parsed, *schema_)
+             ? Status::SUCCESS
+             : Mismatch("a store takes another schema only when it is opened first");
+}
+
+Status Catalog::Check(const Value& value) const {
+  return schema_ ? schema_->Check(ToBytes(value)) : Status::SUCCESS;
+}
+
+Status Catalog::Check(const std::vector<Entry>& entries) const {
+  for (const Entry& entry : entries) {
+    if (const Status status = Check(entry.value); status != Status::SUCCESS) return status;
+  }
+  return Status::SUCCESS;
+}
+
+Status Catalog::ReadSchema(const Engine& engine) {
+  std::string text;
+  const Status status = engine.Get(kSchemaKey, [&text](Bytes stored) { text = stored; });
+  if (status == Status::KEY_NOT_FOUND) return Status::SUCCESS;
+  if (status != Status::SUCCESS) return status;
+  return Schema::Parse(text, schema_) == Status::SUCCESS ? Status::SUCCESS : Status::DB_ERROR;
+}
+
+// Values may break a rule that nothing has checked so far: so all of them are looked at.
+Status Catalog::Adopt(Engine& engine, Schema&& wanted) {
+  if (schema_ && IsSame(wanted, *schema_)) return Status::SUCCESS;
+  if (const char* const difference = schema_ ? wanted.DifferenceFrom(*schema_) : nullptr)
+    return Mismatch(difference);
+  Status status = VisitRecords(engine, [&wanted](Bytes /*key*/, Bytes value) {
+    return wanted.Check(value) == Status::SUCCESS ? Status::SUCCESS : Mismatch("a stored value does not fit");
+  });
+  if (status == Status::SUCCESS) {
+    status = WriteAtOnce(engine, [&](Batch& batch) { batch.Put(kSchemaKey, wanted.Text(), {}); });
+  }
+  if (status == Status::SUCCESS) schema_ = std::move(wanted);
+  return status;
+}
+
+Status Catalog::CompleteIndexes(Engine& engine) {
+  std::vector<KeptIndex> kept;
+  if (const Status status = ListIndexes(engine, kept); status != Status::SUCCESS) return status;
+  std::map<std::string, IndexPaths> missing;
+  if (schema_) {
+    for (const IndexPaths& paths : schema_->Indexes()) missing.emplace(Describe(paths), paths);
+  }
+  std::set<uint16_t> numbers;
+  for (const KeptIndex& index : kept) {
+    const auto found = missing.find(index.description);
+    if (index.complete && found != missing.end()) {
+      indexes_.emplace_back(index.number, FieldsOf(*schema_, found->second));
+      numbers.insert(index.number);
+      missing.erase(found);
+    } else if (const Status status = RemoveIndex(engine, index.number); status != Status::SUCCESS) {
+      return status;
+    }
+  }
+  for (const auto& [description, paths] : missing) {
+    const Index index(FreeNumber(numbers), FieldsOf(*schema_, paths));
+    Status status = WriteState(engine, index.Number(), kBuilding, description);
+    if (status == Status::SUCCESS) status = FillIndex(engine, index);
+    if (status == Status::SUCCESS) status = WriteState(engine, index.Number(), kComplete, description);
+    if (status != Status::SUCCESS) return status;
+    numbers.insert(index.Number());
+    indexes_.push_back(index);
+  }
+  return Status::SUCCESS;
+}
+
+}  // namespace KORA::DistributedKv::Client

@@ -1,0 +1,27 @@
+#include "schema/index.h"
+
+#include "store/record.h"
+
+namespace KORA::DistributedKv::Client {
+
+std::string Index::SpaceOf(uint16_t number) {
+  constexpr int kByteBits = 8;
+  return std::string(kIndexSpace) +
+         std::string{static_cast<char>(number >> kByteBits), static_cast<char>(number & 0xff)};
+}
+
+std::string Index::KeyFor(const JsonObject& document, Bytes key) const {
+  std::string index_key = Space();
+  for (const Field& field : fields_) AppendOrdered(field.Of(document), index_key);
+  return index_key.append(key);
+}
+
+std::optional<Bytes> Index::KeyOfRecordIn(Bytes indexKey) const {
+  Bytes rest = indexKey.substr(Space().size());
+  for (size_t i = 0; i < fields_.size(); ++i) {
+    if (!SkipOrdered(rest)) return std::nullopt;
+  }
+  return rest;
+}
+
+}  // namespace KORA::DistributedKv::Client

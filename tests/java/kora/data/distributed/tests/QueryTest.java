@@ -1,0 +1,158 @@
+package kora.data.distributed.tests;
+
+import static kora.data.distributed.common.Condition.and;
+import static kora.data.distributed.common.Condition.field;
+import static kora.data.distributed.common.Condition.fieldAt;
+import static kora.data.distributed.common.Condition.or;
+import static kora.data.distributed.tests.Stores.assertFails;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.util.LinkedHashMap;
+import java.util.List;
+import java.util.Map;
+import java.util.stream.Collectors;
+import kora.data.distributed.common.Condition;
+import kora.data.distributed.common.Entry;
+import kora.data.distributed.common.FieldType;
+import kora.data.distributed.common.KvManager;
+import kora.data.distributed.common.KvStoreErrorCode;
+import kora.data.distributed.common.KvStoreResultSet;
+import kora.data.distributed.common.Options;
+import kora.data.distributed.common.Query;
+import kora.data.distributed.common.Schema;
+import kora.data.distributed.common.Value;
+import kora.data.distributed.user.SingleKvStore;
+import org.junit.jupiter.api.AfterEach;
+import org.junit.jupiter.api.Tag;
+import org.junit.jupiter.api.Test;
+
+/** Queries and schemas: their texts, and the store client's answers. */
+@Tag("limits")
+class QueryTest {
+  private static final Schema PEOPLE = Schema.builder()
+      .mandatory("name", FieldType.STRING)
+      .optional("age", FieldType.INT)
+      .withDefault("address.city", FieldType.STRING, "Rome")
+      .index("age")
+      .index("address.city", "age")
+      .build();
+
+  private final KvManager manager = Stores.manager();
+
+  @AfterEach
+  void close() {
+    manager.close();
+  }
+
+  @Test
+  void buildersWriteAsciiJson() {
+    Query query = Query.builder().prefix("\u00FC\"\\\n").device("d").offset(1).limit(2).orderBy("a.b")
+        .orderByDescending("c").where(field("a").in(1, "x", true, 2.5, Long.MAX_VALUE)).where(fieldAt("a.b", "c").isNull())
+        .build();
+    assertEquals("{\"prefix\":\"\\u00fc\\\"\\\\\\u000a\",\"device\":\"d\",\"where\":{\"and\":["
+        + "{\"field\":\"a\",\"in\":[1,\"x\",true,2.5,9223372036854775807]},{\"field\":[\"a.b\",\"c\"],\"null\":true}]},"
+        + "\"order\":[\"a.b\",{\"field\":\"c\",\"desc\":true}],\"limit\":2,\"offset\":1}", query.toString());
+    assertEquals("{}", Query.builder().build().toJson());
+    assertEquals(query, Query.ofJson(query.toJson()));
+    assertEquals("{\"mode\":\"loose\",\"fields\":[{\"field\":\"n\",\"type\":\"long\",\"default\":7}],\"indexes\":[[\"n\"]]}",
+        Schema.builder().loose().withDefault("n", FieldType.LONG, 7).index("n").build().toString());
+  }
+
+  @Test
+  void badArgumentsAreRefusedAtOnce() {
+    for (Object bad : new Object[] {Double.NaN, Float.POSITIVE_INFINITY, 'c', List.of(), null}) {
+      assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> field("a").equalTo(bad));
+      assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> field("a").in(1, bad));
+    }
+    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> field(""));
+    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> fieldAt("a", ""));
+    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, Condition::and);
+    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> or(field("a").isNull(), null));
+    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> Query.builder().limit(-1));
+  }
+
+  @Test
+  void everyConditionFindsItsDocuments() {
+    SingleKvStore store = manager.openSingle("store");
+    store.putString("a", "{\"n\":1,\"s\":\"Ada\",\"o\":{\"x.y\":true}}");
+    store.putString("b", "{\"n\":2.5,\"s\":\"B\u00E9a\"}");
+    store.putString("c", "{\"n\":-7,\"s\":\"\uD83D\uDE00\"}");
+    store.putInt("d", 1);
+    Map<Condition, String> expected = new LinkedHashMap<>();
+    expected.put(field("n").equalTo(1), "a");
+    expected.put(field("n").notEqualTo(1), "bc");
+    expected.put(field("n").lessThan(1.0f), "c");
+    expected.put(field("n").atMost(1L), "ac");
+    expected.put(field("n").greaterThan(2.4), "b");
+    expected.put(field("n").atLeast(2.5), "b");
+    expected.put(field("n").in(1, -7), "ac");
+    expected.put(field("n").notIn(1, -7), "b");
+    expected.put(field("s").like("_\u00E9%"), "b");
+    expected.put(field("s").notLike("%a"), "c");
+    expected.put(field("s").equalTo("\uD83D\uDE00"), "c");
+    expected.put(fieldAt("o", "x.y").equalTo(true), "a");
+    expected.put(field("o").isNull(), "bc");
+    expected.put(field("o").isNotNull(), "a");
+    expected.put(and(field("n").greaterThan(0), or(field("s").like("A%"), field("s").like("Z%"))), "a");
+    expected.forEach((condition, keys) ->
+        assertEquals(keys, keys(store.getEntries(Query.where(condition))), condition.toString()));
+
+    Query query = Query.builder().orderByDescending("n").offset(1).limit(2).where(field("n").isNotNull()).build();
+    assertEquals("ac", keys(store.getEntries(query)));
+    assertEquals(2, store.getCount(query));
+    try (KvStoreResultSet resultSet = store.getResultSet(query)) {
+      store.delete("c");
+      assertEquals(2, resultSet.getCount());
+      assertTrue(resultSet.moveToLast());
+      assertEquals("{\"n\":-7,\"s\":\"\uD83D\uDE00\"}", resultSet.getEntry().getValue().asString());
+    }
+    store.putInt("\uD83D\uDE00", 1);
+    assertEquals(1, store.getCount(Query.builder().prefix("\uD83D\uDE00").build()));
+  }
+
+  @Test
+  void badQueriesHaveTheirCodes() {
+    SingleKvStore store = manager.openSingle("store", Options.builder().schema(PEOPLE).build());
+    for (Query bad : List.of(Query.ofJson("x"), Query.ofJson("{\"where\":1}"), Query.ofJson("{\"limit\":-1}"))) {
+      assertFails(KvStoreErrorCode.INVALID_QUERY_FORMAT, () -> store.getEntries(bad));
+      assertFails(KvStoreErrorCode.INVALID_QUERY_FORMAT, () -> store.getCount(bad));
+      assertFails(KvStoreErrorCode.INVALID_QUERY_FORMAT, () -> store.getResultSet(bad));
+    }
+    for (Query bad : List.of(Query.where(field("height").isNull()), Query.where(field("age").equalTo("x")),
+        Query.builder().orderBy("height").build(), Query.where(field("a..b").isNull()))) {
+      assertFails(KvStoreErrorCode.INVALID_QUERY_FIELD, () -> store.getEntries(bad));
+    }
+  }
+
+  @Test
+  void everyRuleOfASchemaHasItsCode() {
+    SingleKvStore store = manager.openSingle("store", Options.builder().schema(PEOPLE).build());
+    store.putString("ada", "{\"name\":\"Ada\",\"age\":36}");
+    Map<String, KvStoreErrorCode> bad = Map.of(
+        "{\"name\":\"Bob\",\"height\":2}", KvStoreErrorCode.INVALID_VALUE_FIELDS,
+        "{\"name\":7}", KvStoreErrorCode.INVALID_FIELD_TYPE,
+        "{\"age\":7}", KvStoreErrorCode.CONSTRAIN_VIOLATION,
+        "Bob", KvStoreErrorCode.INVALID_FORMAT);
+    bad.forEach((text, code) -> {
+      assertFails(code, () -> store.putString("bob", text));
+      assertFails(code, () -> store.putBatch(
+          List.of(new Entry("cleo", Value.ofString("{\"name\":\"Cleo\"}")), new Entry("bob", Value.ofString(text)))));
+    });
+    assertFails(KvStoreErrorCode.INVALID_FORMAT, () -> store.putInt("bob", 1));
+    assertEquals("ada", keys(store.getEntries(Query.where(field("address.city").equalTo("Rome")))));
+    store.close();
+
+    Options other = Options.builder().schema(Schema.builder().optional("x", FieldType.INT).build()).build();
+    assertFails(KvStoreErrorCode.SCHEMA_MISMATCH, () -> manager.openSingle("store", other));
+    Options malformed = Options.builder().schema(Schema.ofJson("{}")).build();
+    assertFails(KvStoreErrorCode.INVALID_SCHEMA, () -> manager.openSingle("new", malformed));
+    assertEquals(List.of("store"), manager.storeIds());
+    SingleKvStore again = manager.openSingle("store");
+    assertFails(KvStoreErrorCode.INVALID_FORMAT, () -> again.putInt("bob", 1));
+  }
+
+  private static String keys(List<Entry> entries) {
+    return entries.stream().map(Entry::getKey).collect(Collectors.joining());
+  }
+}
