@@ -38,12 +38,18 @@ class SchemaTest : public ClientTest {
     return keys;
   }
 
-  // The keys of the index entries that the store's engine holds, and those that its records call for.
-  void ExpectIndexesAgree(const std::string& storeId) {
+  std::unique_ptr<Client::Engine> OpenItsEngine(const std::string& storeId) {
     Client::EngineOptions options;
     options.folder = Folder(storeId);
     options.memoryBudget = 8 << 20;
-    const std::unique_ptr<Client::Engine> engine = Client::OpenEngine(options);
+    std::unique_ptr<Client::Engine> engine;
+    EXPECT_EQ(Client::OpenEngine(options, engine), Status::SUCCESS);
+    return engine;
+  }
+
+  // The keys of the index entries that the store's engine holds, and those that its records call for.
+  void ExpectIndexesAgree(const std::string& storeId) {
+    const std::unique_ptr<Client::Engine> engine = OpenItsEngine(storeId);
     ASSERT_NE(engine, nullptr);
     Client::Catalog catalog;
     ASSERT_EQ(catalog.Load(*engine, ""), Status::SUCCESS);
@@ -353,10 +359,7 @@ TEST_F(SchemaTest, ClearTakesIndexesAlong) {
 TEST_F(SchemaTest, AnIndexThatWasCutOffIsBuiltAnew) {
   Put(*Open("store", With(kPeople)), "a", Text(R"({"name":"Ada","age":36})"));
   {
-    Client::EngineOptions options;
-    options.folder = Folder("store");
-    options.memoryBudget = 8 << 20;
-    const auto engine = Client::OpenEngine(options);
+    const auto engine = OpenItsEngine("store");
     const auto batch = engine->NewBatch();
     const std::string state = std::string("mindex/") + std::string("\0\1", 2);
     EXPECT_EQ(engine->Get(state,
