@@ -11,7 +11,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 export KORA_DATA_HOME=$work/home XDG_CACHE_HOME=$work/cache KORA_LOG_LEVEL=${KORA_LOG_LEVEL:-fatal}
-"$java" -ea -Xcheck:jni -Xmx1g "-Dkora.library.path=$libraries" "-Djava.io.tmpdir=$work" -cp "$class_path" \
+"$java" -ea -Xcheck:jni -Xmx1g "-Dkora.library.path=$libraries" "-Djava.io.tmpdir=$work" "-Dkora.docs=$here/../../docs" -cp "$class_path" \
   org.junit.platform.console.ConsoleLauncher --disable-banner --disable-ansi-colors --details=tree \
   --scan-class-path="$tests" --fail-if-no-tests "$@" >"$work/log" 2>&1
 status=$?

@@ -1,0 +1,202 @@
+package kora.data.distributed.tests;
+
+import static kora.data.distributed.common.Condition.field;
+import static kora.data.distributed.tests.Stores.assertFails;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.io.IOException;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.List;
+import java.util.regex.Matcher;
+import java.util.regex.Pattern;
+import java.util.stream.Collectors;
+import kora.data.distributed.common.FieldType;
+import kora.data.distributed.common.KvManager;
+import kora.data.distributed.common.KvManagerFactory;
+import kora.data.distributed.common.KvStoreErrorCode;
+import kora.data.distributed.common.KvStoreObserver;
+import kora.data.distributed.common.Options;
+import kora.data.distributed.common.Query;
+import kora.data.distributed.common.Schema;
+import kora.data.distributed.common.SecurityLevel;
+import kora.data.distributed.common.SubscribeType;
+import kora.data.distributed.user.SingleKvStore;
+import org.junit.jupiter.api.AfterEach;
+import org.junit.jupiter.api.Tag;
+import org.junit.jupiter.api.Test;
+
+/** The situation that brings each error code about, and the page that lists them. */
+@Tag("limits")
+class ErrorCodesTest {
+  private static final Schema PERSON =
+      Schema.builder().mandatory("name", FieldType.STRING).optional("age", FieldType.INT).build();
+
+  private final String application = "errors-" + System.nanoTime();
+  private final KvManager manager = KvManagerFactory.create(application);
+
+  @AfterEach
+  void close() {
+    manager.close();
+  }
+
+  /** The page has a row for each code, in their order, and the tests that it names are there. */
+  @Test
+  void thePageIsComplete() throws Exception {
+    List<String> codes = new ArrayList<>();
+    for (String line : Files.readAllLines(Path.of(System.getProperty("kora.docs"), "errors.md"))) {
+      Matcher row = Pattern.compile("\\| `([A-Z_]+)` \\| .+ \\| (?:`(\\w+)\\.(\\w+)`|none) \\|").matcher(line);
+      if (row.matches()) {
+        codes.add(row.group(1));
+        if (row.group(2) == null) {
+          continue;
+        }
+        Class<?> tests = Class.forName(getClass().getPackageName() + "." + row.group(2));
+        assertTrue(Arrays.stream(tests.getDeclaredMethods()).anyMatch(method -> method.getName().equals(row.group(3))),
+            line);
+      }
+    }
+    assertEquals(Arrays.stream(KvStoreErrorCode.values()).map(Enum::name).collect(Collectors.toList()), codes);
+  }
+
+  @Test
+  void invalidArgument() {
+    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> manager.openSingle("../escape"));
+    SingleKvStore store = manager.openSingle("store");
+    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> store.putInt("k".repeat(1025), 1));
+    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> store.putBytes("key", new byte[4 << 20]));
+    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> manager.openMulti("store"));
+  }
+
+  @Test
+  void storeNotOpen() {
+    SingleKvStore store = manager.openSingle("store");
+    store.close();
+    assertFails(KvStoreErrorCode.STORE_NOT_OPEN, () -> store.find("key"));
+  }
+
+  @Test
+  void storeNotFound() {
+    Options existing = Options.builder().createIfMissing(false).build();
+    assertFails(KvStoreErrorCode.STORE_NOT_FOUND, () -> manager.openSingle("absent", existing));
+    assertFails(KvStoreErrorCode.STORE_NOT_FOUND, () -> manager.deleteStore("absent"));
+  }
+
+  @Test
+  void storeAlreadySubscribe() {
+    SingleKvStore store = manager.openSingle("store");
+    KvStoreObserver observer = change -> {};
+    store.subscribe(SubscribeType.ALL, observer);
+    assertFails(KvStoreErrorCode.STORE_ALREADY_SUBSCRIBE, () -> store.subscribe(SubscribeType.LOCAL, observer));
+  }
+
+  @Test
+  void storeNotSubscribe() {
+    SingleKvStore store = manager.openSingle("store");
+    assertFails(KvStoreErrorCode.STORE_NOT_SUBSCRIBE, () -> store.unsubscribe(change -> {}));
+  }
+
+  @Test
+  void keyNotFound() {
+    assertFails(KvStoreErrorCode.KEY_NOT_FOUND, () -> manager.openSingle("store").get("absent"));
+  }
+
+  @Test
+  void dbError() throws IOException {
+    manager.openSingle("store").close();
+    Files.writeString(file("store", "STORE"), "damaged");
+    assertFails(KvStoreErrorCode.DB_ERROR, () -> manager.openSingle("store"));
+  }
+
+  @Test
+  void defaultDbError() {
+    SingleKvStore store = manager.openSingle("store");
+    assertFails(KvStoreErrorCode.DEFAULT_DB_ERROR, store::commit);
+    assertFails(KvStoreErrorCode.DEFAULT_DB_ERROR, () -> manager.deleteStore("store"));
+  }
+
+  @Test
+  void schemaMismatch() {
+    openWith(PERSON).close();
+    Schema other = Schema.builder().mandatory("name", FieldType.INT).build();
+    assertFails(KvStoreErrorCode.SCHEMA_MISMATCH, () -> openWith(other));
+  }
+
+  @Test
+  void invalidSchema() {
+    assertFails(KvStoreErrorCode.INVALID_SCHEMA, () -> openWith(Schema.ofJson("{")));
+  }
+
+  @Test
+  void invalidValueFields() {
+    assertRefused(KvStoreErrorCode.INVALID_VALUE_FIELDS, "{\"name\":\"Bob\",\"height\":2}");
+  }
+
+  @Test
+  void invalidFieldType() {
+    assertRefused(KvStoreErrorCode.INVALID_FIELD_TYPE, "{\"name\":7}");
+  }
+
+  @Test
+  void constrainViolation() {
+    assertRefused(KvStoreErrorCode.CONSTRAIN_VIOLATION, "{\"age\":7}");
+  }
+
+  @Test
+  void invalidFormat() {
+    assertRefused(KvStoreErrorCode.INVALID_FORMAT, "Bob");
+    SingleKvStore store = manager.openSingle("store");
+    store.putString("key", "text");
+    assertFails(KvStoreErrorCode.INVALID_FORMAT, () -> store.getInt("key"));
+  }
+
+  @Test
+  void invalidQueryFormat() {
+    assertFails(KvStoreErrorCode.INVALID_QUERY_FORMAT, () -> manager.openSingle("store").getEntries(Query.ofJson("{")));
+  }
+
+  @Test
+  void invalidQueryField() {
+    assertFails(KvStoreErrorCode.INVALID_QUERY_FIELD,
+        () -> openWith(PERSON).getEntries(Query.where(field("height").isNull())));
+  }
+
+  @Test
+  void recoverSuccess() throws IOException {
+    Options backedUp = Options.builder().backup(true).build();
+    manager.openSingle("store", backedUp).close();
+    Files.delete(file("store", "CURRENT"));
+    assertFails(KvStoreErrorCode.RECOVER_SUCCESS, () -> manager.openSingle("store", backedUp));
+    manager.openSingle("store", backedUp);
+  }
+
+  @Test
+  void recoverFailed() throws IOException {
+    manager.openSingle("store").close();
+    Files.delete(file("store", "CURRENT"));
+    assertFails(KvStoreErrorCode.RECOVER_FAILED,
+        () -> manager.openSingle("store", Options.builder().backup(true).build()));
+  }
+
+  @Test
+  void securityLevelError() {
+    manager.openSingle("store", Options.builder().securityLevel(SecurityLevel.S1).build()).close();
+    Options other = Options.builder().securityLevel(SecurityLevel.S4).build();
+    assertFails(KvStoreErrorCode.SECURITY_LEVEL_ERROR, () -> manager.openSingle("store", other));
+  }
+
+  private void assertRefused(KvStoreErrorCode code, String value) {
+    assertFails(code, () -> openWith(PERSON).putString("key", value));
+  }
+
+  private SingleKvStore openWith(Schema schema) {
+    return manager.openSingle("documents", Options.builder().schema(schema).build());
+  }
+
+  private Path file(String storeId, String name) {
+    return Path.of(System.getenv("KORA_DATA_HOME"), application, storeId, name);
+  }
+}
