@@ -39,14 +39,6 @@ std::error_code WritePrivateFile(const std::filesystem::path& name, std::string_
   return fsync(file.Number()) == 0 ? std::error_code() : LastError();
 }
 
-// Whether the path still leads to the folder that was opened, and not to one that took its place.
-bool IsSameFolder(int opened, const std::filesystem::path& folder) {
-  struct stat of_opened {};
-  struct stat of_path {};
-  return fstat(opened, &of_opened) == 0 && stat(folder.c_str(), &of_path) == 0 &&
-         of_opened.st_ino == of_path.st_ino && of_opened.st_dev == of_path.st_dev;
-}
-
 }  // namespace
 
 FileDescriptor::~FileDescriptor() {
@@ -109,8 +101,16 @@ std::error_code SyncFolder(const std::filesystem::path& folder) {
   return opened && fsync(opened.Number()) == 0 ? std::error_code() : LastError();
 }
 
+bool LeadsTo(const std::filesystem::path& folder, const FileDescriptor& opened) {
+  struct stat of_opened {};
+  struct stat of_path {};
+  return fstat(opened.Number(), &of_opened) == 0 && stat(folder.c_str(), &of_path) == 0 &&
+         of_opened.st_ino == of_path.st_ino && of_opened.st_dev == of_path.st_dev;
+}
+
 std::error_code LockFolder(const std::filesystem::path& folder, FolderLock mode, FileDescriptor& lock) {
-  const int operation = mode == FolderLock::kWait ? LOCK_EX : LOCK_EX | LOCK_NB;
+  const int operation =
+      mode == FolderLock::kWait ? LOCK_EX : (LOCK_NB | (mode == FolderLock::kTry ? LOCK_EX : LOCK_SH));
   for (;;) {
     FileDescriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!opened) return LastError();
@@ -118,7 +118,7 @@ std::error_code LockFolder(const std::filesystem::path& folder, FolderLock mode,
       if (errno == EINTR) continue;
       return LastError();
     }
-    if (!IsSameFolder(opened.Number(), folder)) continue;
+    if (!LeadsTo(folder, opened)) continue;
     lock = std::move(opened);
     return {};
   }

@@ -50,7 +50,14 @@ std::error_code ReplaceFile(const std::filesystem::path& file, std::string_view 
 // Makes lasting which names the folder holds.
 std::error_code SyncFolder(const std::filesystem::path& folder);
 
-enum class FolderLock { kTry, kWait };
+enum class FolderLock {
+  kTry,
+  kTryShared,  // with others that lock it so
+  kWait,
+};
+
+// Whether the path still leads to the folder that was opened, and not to one that took its place.
+bool LeadsTo(const std::filesystem::path& folder, const FileDescriptor& opened);
 
 // Opens the folder and locks it for this process until `lock` closes it. Errors: no_such_file_or_directory;
 // resource_unavailable_try_again when it is locked already and is not waited for.

@@ -54,6 +54,11 @@ bool TakeRateLimit(std::string_view value, Settings& settings) {
   return TakeNumber(value, 0, kMaxRate, settings.rateLimit);
 }
 
+bool TakeAccess(std::string_view value, Settings& settings) {
+  settings.access = value == "read-only" ? Access::kReadOnly : Access::kReadWrite;
+  return value == "read-only" || value == "read-write";
+}
+
 bool TakeBackupInterval(std::string_view value, Settings& settings) {
   constexpr uint64_t kSecondsOfADay = 86'400;
   uint64_t seconds = 0;
@@ -81,7 +86,7 @@ struct Setting {
   const char* allowed;
   bool (*take)(std::string_view value, Settings& settings);
 };
-constexpr std::array<Setting, 8> kSettings = {{
+constexpr std::array<Setting, 9> kSettings = {{
     {"home", "KORA_DATA_HOME", "a folder", TakeHome},
     {"durability", "KORA_DATA_DURABILITY", "process or power", TakeDurability},
     {"memory.budget", "KORA_DATA_MEMORY_BUDGET",
@@ -89,6 +94,7 @@ constexpr std::array<Setting, 8> kSettings = {{
     {"encryption.key.file", "KORA_DATA_KEY_FILE", "a file", TakeKeyFile},
     {"backup.interval", "KORA_DATA_BACKUP_INTERVAL", "a number of seconds from 1 to 86400",
      TakeBackupInterval},
+    {"access", "KORA_DATA_ACCESS", "read-write or read-only", TakeAccess},
     {"rate.limit", "KORA_DATA_RATE_LIMIT", "a number of operations a second to 1000000, or 0 for no limit",
      TakeRateLimit},
     {"device.name", nullptr, "1 to 128 bytes of UTF-8", TakeDeviceName},

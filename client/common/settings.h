@@ -9,6 +9,7 @@
 //   encryption.key.file
 //                   KORA_DATA_KEY_FILE        a file                            .key in the home folder
 //   backup.interval KORA_DATA_BACKUP_INTERVAL seconds, 1 to 86400               900
+//   access          KORA_DATA_ACCESS          read-write, read-only             read-write
 //   rate.limit      KORA_DATA_RATE_LIMIT      operations a second on a store,   0
 //                                             to 1000000; 0: no limit
 //   device.name                               1 to 128 bytes of UTF-8           the host's name
@@ -36,12 +37,18 @@ enum class Durability {
   kPower,    // and the end of the operating system too: each write waits for the disk
 };
 
+enum class Access {
+  kReadWrite,
+  kReadOnly,  // nothing is written, neither records nor what goes with them
+};
+
 struct Settings {
   std::filesystem::path home;  // absolute
   Durability durability = Durability::kProcess;
   uint64_t memoryBudget = uint64_t{64} << 20;  // bytes: block cache and write buffers of all stores together
   std::filesystem::path keyFile;               // absolute
   std::chrono::seconds backupInterval{900};
+  Access access = Access::kReadWrite;
   uint64_t rateLimit = 0;  // operations a second on one store; 0: no limit
   std::string deviceName;  // UTF-8, as the type is
   std::string deviceType = "unknown";

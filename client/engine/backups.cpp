@@ -29,7 +29,7 @@ BackupInfo ToInfo(const rocksdb::BackupInfo& info) {
 }  // namespace
 
 RocksBackups::RocksBackups(const BackupPlace& place)
-    : folder_(place.folder), env_(NewEnv(place.key)), log_(NewEngineLog()) {}
+    : folder_(place.folder), env_(NewEnv(place.key, nullptr)), log_(NewEngineLog()) {}
 
 rocksdb::Status RocksBackups::Open() {
   if (const std::error_code error = MakePrivateFolders(folder_)) {

@@ -100,6 +100,8 @@ class Engine : public View {
   // Makes what was committed outlast the loss of power.
   virtual Status Sync() = 0;
   virtual bool ReadOnly() const = 0;
+  // Takes the engine for failed: the folder is not its own any more.
+  virtual void Fail() = 0;
   // Makes a backup, unless the newest one has all that was committed. DB_ERROR also for an engine without.
   virtual Status Backup() = 0;
   // Reads all files and compares their checksums.

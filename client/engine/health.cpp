@@ -31,12 +31,21 @@ rocksdb::Status Health::Resume(rocksdb::DB& database) {
   return status;
 }
 
-void Health::OnBackgroundError(rocksdb::BackgroundErrorReason /*reason*/, rocksdb::Status* error) {
+void Health::OnBackgroundError(rocksdb::BackgroundErrorReason reason, rocksdb::Status* error) {
+  // A new log found no room. RocksDB takes this for fatal since the old one might not be written out, but
+  // each write is, at once. The next write that needs a new log tries again.
+  if (reason == rocksdb::BackgroundErrorReason::kMemTable && error->IsNoSpace()) {
+    *error = rocksdb::Status::OK();
+    return;
+  }
   Note(*error);
   stopped_ = true;
-  if (error->severity() < rocksdb::Status::kFatalError || dead_.exchange(true)) return;
-  __android_log_print(KORA_LOG_ERROR, kLogTag, "%s has failed for good: %s", folder_.c_str(),
-                      error->ToString().c_str());
+  if (error->severity() >= rocksdb::Status::kFatalError) Fail(error->ToString());
+}
+
+void Health::Fail(const std::string& reason) {
+  if (dead_.exchange(true)) return;
+  __android_log_print(KORA_LOG_ERROR, kLogTag, "%s has failed for good: %s", folder_.c_str(), reason.c_str());
   if (failed_) failed_();
 }
 

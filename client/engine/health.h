@@ -7,6 +7,8 @@
 #include <atomic>
 #include <filesystem>
 #include <functional>
+#include <string>
+#include <utility>
 
 namespace KORA::DistributedKv::Client {
 
@@ -24,8 +26,12 @@ class Health : public rocksdb::EventListener {
   // Has a database that a failure has stopped write again, if the cause is gone.
   rocksdb::Status Resume(rocksdb::DB& database);
 
+  // Failed for good; `reason` is for the log.
+  void Fail(const std::string& reason);
+
   // Neither damaged nor failed.
   bool Sound() const { return !damaged_ && !dead_; }
+  bool Dead() const { return dead_; }
 
   void OnBackgroundError(rocksdb::BackgroundErrorReason reason, rocksdb::Status* error) override;
 

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <string_view>
 #include <system_error>
 
 namespace KORA::DistributedKv::Client {
@@ -22,7 +23,12 @@ rocksdb::IOStatus PrivateFileSystem::NewWritableFile(const std::string& name,
                                                      const rocksdb::FileOptions& options,
                                                      std::unique_ptr<rocksdb::FSWritableFile>* file,
                                                      rocksdb::IODebugContext* debug) {
-  return MakePrivate(name, FileSystemWrapper::NewWritableFile(name, options, file, debug));
+  rocksdb::IOStatus status =
+      MakePrivate(name, FileSystemWrapper::NewWritableFile(name, options, file, debug));
+  constexpr std::string_view kLogExtension = ".log";
+  const bool is_log = name.size() > kLogExtension.size() &&
+                      name.compare(name.size() - kLogExtension.size(), std::string::npos, kLogExtension) == 0;
+  return status.ok() && is_log && room_ != nullptr ? room_->Wrap(file) : status;
 }
 
 rocksdb::IOStatus PrivateFileSystem::ReopenWritableFile(const std::string& name,
@@ -50,9 +56,17 @@ rocksdb::IOStatus PrivateFileSystem::CreateDirIfMissing(const std::string& name,
   return MakePrivate(name, FileSystemWrapper::CreateDirIfMissing(name, options, debug), S_IRWXU);
 }
 
-rocksdb::IOStatus PrivateFileSystem::LockFile(const std::string& name, const rocksdb::IOOptions& options,
-                                              rocksdb::FileLock** lock, rocksdb::IODebugContext* debug) {
-  return MakePrivate(name, FileSystemWrapper::LockFile(name, options, lock, debug));
+rocksdb::IOStatus PrivateFileSystem::LockFile(const std::string& /*name*/,
+                                              const rocksdb::IOOptions& /*options*/, rocksdb::FileLock** lock,
+                                              rocksdb::IODebugContext* /*debug*/) {
+  *lock = nullptr;
+  return rocksdb::IOStatus::OK();
+}
+
+rocksdb::IOStatus PrivateFileSystem::UnlockFile(rocksdb::FileLock* /*lock*/,
+                                                const rocksdb::IOOptions& /*options*/,
+                                                rocksdb::IODebugContext* /*debug*/) {
+  return rocksdb::IOStatus::OK();
 }
 
 }  // namespace KORA::DistributedKv::Client

@@ -1,4 +1,5 @@
-// Makes each file that RocksDB creates readable to this user alone, whatever the umask of the process.
+// Makes each file that RocksDB creates readable to this user alone, whatever the umask of the process, and
+// gives logs their room.
 #pragma once
 
 #include <rocksdb/file_system.h>
@@ -6,12 +7,15 @@
 #include <memory>
 #include <string>
 
+#include "engine/log_room.h"
+
 namespace KORA::DistributedKv::Client {
 
 class PrivateFileSystem : public rocksdb::FileSystemWrapper {
  public:
-  explicit PrivateFileSystem(const std::shared_ptr<rocksdb::FileSystem>& target)
-      : FileSystemWrapper(target) {}
+  // Logs get their room from `room`, if there is one; it outlives them.
+  PrivateFileSystem(const std::shared_ptr<rocksdb::FileSystem>& target, LogRoom* room)
+      : FileSystemWrapper(target), room_(room) {}
 
   const char* Name() const override { return "KoraPrivateFileSystem"; }
 
@@ -28,8 +32,14 @@ class PrivateFileSystem : public rocksdb::FileSystemWrapper {
                               rocksdb::IODebugContext* debug) override;
   rocksdb::IOStatus CreateDirIfMissing(const std::string& name, const rocksdb::IOOptions& options,
                                        rocksdb::IODebugContext* debug) override;
+  // The folder is locked already, and for longer: a database that failed is not closed.
   rocksdb::IOStatus LockFile(const std::string& name, const rocksdb::IOOptions& options,
                              rocksdb::FileLock** lock, rocksdb::IODebugContext* debug) override;
+  rocksdb::IOStatus UnlockFile(rocksdb::FileLock* lock, const rocksdb::IOOptions& options,
+                               rocksdb::IODebugContext* debug) override;
+
+ private:
+  LogRoom* const room_;
 };
 
 }  // namespace KORA::DistributedKv::Client

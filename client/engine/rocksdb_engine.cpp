@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "common/guard.h"
 #include "common/log.h"
@@ -35,7 +36,7 @@ Bytes ToBytes(const rocksdb::Slice& slice) {
 struct Database {
   explicit Database(const EngineOptions& options)
       : folder(options.folder),
-        env(NewEnv(options.key)),
+        env(NewEnv(options.key, &room)),
         health(std::make_shared<Health>(options.folder, options.failed)) {
     writing.sync = options.syncCommits;
   }
@@ -50,20 +51,24 @@ struct Database {
     return Status::DB_ERROR;
   }
 
-  // Writes by `write`, once the engine has come round from the failure of an earlier one: the disk was full,
-  // it may be.
+  // Writes so many bytes by `write`, once the engine has come round from the failure of an earlier one: the
+  // disk was full, it may be.
   template <typename Write>
-  Status Change(Write write, const char* action) {
+  Status Change(uint64_t bytes, Write write, const char* action) {
     if (readOnly) return Status::READ_ONLY;
-    const rocksdb::Status resumed = health->Resume(*opened);
-    return Answer(resumed.ok() ? write(*opened) : resumed, action);
+    rocksdb::Status ready = room.Reserve(bytes);
+    if (ready.ok()) ready = health->Resume(*opened);
+    return Answer(ready.ok() ? write(*opened) : ready, action);
   }
 
   Status Write(rocksdb::WriteBatch* batch) {
-    return Change([&](rocksdb::DB& database) { return database.Write(writing, batch); }, "writing");
+    return Change(
+        batch->GetDataSize(), [&](rocksdb::DB& database) { return database.Write(writing, batch); },
+        "writing");
   }
 
   const std::filesystem::path folder;
+  LogRoom room;
   const std::unique_ptr<rocksdb::Env> env;  // outlives the database
   const std::shared_ptr<Health> health;
   std::unique_ptr<rocksdb::DB> opened;
@@ -249,6 +254,14 @@ class RocksIndexedBatch : public IndexedBatch {
   std::string value_;
 };
 
+// RocksDB can't close a database whose log it failed to write to: see LogRoom.
+void LeaveForEver(std::unique_ptr<Database> database) {
+  static std::mutex mutex;
+  static auto& left = *new std::vector<std::unique_ptr<Database>>();
+  const std::lock_guard<std::mutex> lock(mutex);
+  left.push_back(std::move(database));
+}
+
 class RocksEngine : public Engine {
  public:
   RocksEngine(const EngineOptions& options, std::unique_ptr<Database> database, bool wasSealed)
@@ -270,6 +283,10 @@ class RocksEngine : public Engine {
       // there.
       database_->Answer((*database_)->Flush({}), "closing");
       if (backups_) RocksEngine::Backup();
+    }
+    if (database_->health->Dead()) {
+      LeaveForEver(std::move(database_));
+      return;
     }
     const bool closed = database_->Answer((*database_)->Close(), "closing") == Status::SUCCESS;
     database_->opened.reset();
@@ -294,15 +311,18 @@ class RocksEngine : public Engine {
     rocksdb::WriteBatch writes;
     for (const Bytes prefix : prefixes) writes.DeleteRange(ToSlice(prefix), EndOfPrefix(prefix));
     return database_->Change(
+        writes.GetDataSize(),
         [&](rocksdb::DB& database) { return database.Write(database_->writing, &writes); }, "clearing");
   }
 
   Status Sync() override {
     if (database_->readOnly) return Status::SUCCESS;
+    if (!database_->health->Sound()) return Status::DB_ERROR;
     return database_->Answer((*database_)->FlushWAL(true), "synchronising with the disk");
   }
 
   bool ReadOnly() const override { return database_->readOnly; }
+  void Fail() override { database_->health->Fail("its folder is gone"); }
 
   Status Backup() override {
     const std::lock_guard<std::mutex> lock(backingUp_);
@@ -330,7 +350,7 @@ class RocksEngine : public Engine {
     }
   }
 
-  const std::unique_ptr<Database> database_;
+  std::unique_ptr<Database> database_;
   std::mutex backingUp_;  // guards the two below
   std::unique_ptr<RocksBackups> backups_;
   std::optional<uint64_t> backedUp_;  // the last write that the newest backup has

@@ -68,20 +68,20 @@ rocksdb::BlockBasedTableOptions TableOptions(const SharedMemory& memory) {
 }
 
 std::shared_ptr<rocksdb::FileSystem>& FilesOfProcess() {
-  static auto& files = *new std::shared_ptr<rocksdb::FileSystem>(
-      std::make_shared<PrivateFileSystem>(rocksdb::FileSystem::Default()));
+  static auto& files = *new std::shared_ptr<rocksdb::FileSystem>(rocksdb::FileSystem::Default());
   return files;
 }
 
 }  // namespace
 
 void PutBelowEngines(const std::shared_ptr<rocksdb::FileSystem>& files) {
-  FilesOfProcess() = std::make_shared<PrivateFileSystem>(files);
+  FilesOfProcess() = files;
 }
 
-std::unique_ptr<rocksdb::Env> NewEnv(const SecretKey* key) {
-  const std::shared_ptr<rocksdb::FileSystem>& files = FilesOfProcess();
-  return rocksdb::NewCompositeEnv(key == nullptr ? files : NewEncryptedFileSystem(files, *key));
+std::unique_ptr<rocksdb::Env> NewEnv(const SecretKey* key, LogRoom* room) {
+  const auto files = std::make_shared<PrivateFileSystem>(FilesOfProcess(), room);
+  return rocksdb::NewCompositeEnv(key == nullptr ? std::shared_ptr<rocksdb::FileSystem>(files)
+                                                 : NewEncryptedFileSystem(files, *key));
 }
 
 std::shared_ptr<rocksdb::Logger> NewEngineLog() {

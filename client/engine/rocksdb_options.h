@@ -9,11 +9,13 @@
 #include <memory>
 
 #include "engine/engine.h"
+#include "engine/log_room.h"
 
 namespace KORA::DistributedKv::Client {
 
 // The files of a store; the database must end before it. No key: not encrypted. `key` is copied.
-std::unique_ptr<rocksdb::Env> NewEnv(const SecretKey* key);
+// Logs get their room from `room`, if there is one.
+std::unique_ptr<rocksdb::Env> NewEnv(const SecretKey* key, LogRoom* room);
 
 std::shared_ptr<rocksdb::Logger> NewEngineLog();
 

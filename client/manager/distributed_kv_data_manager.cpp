@@ -1,7 +1,5 @@
 #include "contract/distributed_kv_data_manager.h"
 
-#include <mutex>
-#include <set>
 #include <utility>
 
 #include "common/guard.h"
@@ -9,6 +7,7 @@
 #include "device/device_listeners.h"
 #include "device/local_device.h"
 #include "manager/store_registry.h"
+#include "notify/death_notice.h"
 #include "store/multi_store.h"
 #include "store/single_store.h"
 
@@ -22,10 +21,6 @@ using Client::StoreRegistry;
 class [[gnu::visibility("hidden")]] DistributedKvDataManager::Impl {
  public:
   Client::DeviceListeners deviceListeners;
-
-  std::mutex mutex;
-  // Nothing calls them: the stores live in this process, so there is no service that could die.
-  std::set<std::shared_ptr<KvStoreDeathRecipient>> deathRecipients;
 };
 
 namespace {
@@ -116,8 +111,7 @@ Status DistributedKvDataManager::StopWatchDeviceChange(std::shared_ptr<DeviceSta
 void DistributedKvDataManager::RegisterKvStoreServiceDeathRecipient(
     std::shared_ptr<KvStoreDeathRecipient> recipient) {
   Guard([&] {
-    const std::lock_guard<std::mutex> lock(impl_->mutex);
-    if (recipient != nullptr) impl_->deathRecipients.insert(std::move(recipient));
+    if (recipient != nullptr) Client::DeathNotice::Instance().Add(std::move(recipient));
     return Status::SUCCESS;
   });
 }
@@ -125,8 +119,7 @@ void DistributedKvDataManager::RegisterKvStoreServiceDeathRecipient(
 void DistributedKvDataManager::UnRegisterKvStoreServiceDeathRecipient(
     std::shared_ptr<KvStoreDeathRecipient> recipient) {
   Guard([&] {
-    const std::lock_guard<std::mutex> lock(impl_->mutex);
-    impl_->deathRecipients.erase(recipient);
+    Client::DeathNotice::Instance().Remove(recipient);
     return Status::SUCCESS;
   });
 }

@@ -81,9 +81,9 @@ fs::path NameForDeleted(const fs::path& application) {
 
 }  // namespace
 
-Status StoreFolder::Lock(const fs::path& path, std::optional<StoreFolder>& folder) {
+Status StoreFolder::Lock(const fs::path& path, FolderLock mode, std::optional<StoreFolder>& folder) {
   FileDescriptor lock;
-  const std::error_code error = LockFolder(path, FolderLock::kTry, lock);
+  const std::error_code error = LockFolder(path, mode, lock);
   if (error == std::errc::no_such_file_or_directory) return Status::STORE_NOT_FOUND;
   if (error == std::errc::resource_unavailable_try_again) {
     return Failed(path, "open the store", "another process has it open");

@@ -30,10 +30,12 @@ struct StoreRecord {
 // Holds the folder against other processes as long as the object lives. Failures leave a line in the log.
 class StoreFolder {
  public:
-  // SUCCESS; STORE_NOT_FOUND; DB_ERROR, also when another process has it.
-  static Status Lock(const std::filesystem::path& path, std::optional<StoreFolder>& folder);
+  // SUCCESS; STORE_NOT_FOUND; DB_ERROR, also when another process has it. Readers may share it.
+  static Status Lock(const std::filesystem::path& path, FolderLock mode, std::optional<StoreFolder>& folder);
 
   const std::filesystem::path& Path() const { return path_; }
+  // False: it was deleted, or another one took its place.
+  bool IsThere() const { return LeadsTo(path_, lock_); }
 
   // Removes what a creation that was cut off has left.
   Status Empty() const;

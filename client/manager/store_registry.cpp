@@ -11,9 +11,11 @@
 #include "engine/backups.h"
 #include "engine/engine.h"
 #include "manager/exit_handler.h"
+#include "manager/folder_watch.h"
 #include "manager/key_ring.h"
 #include "manager/recovery.h"
 #include "schema/schema.h"
+#include "store/failure_link.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -86,9 +88,20 @@ std::filesystem::path PathOf(const Settings& settings, const StoreName& name) {
   return settings.home / name.application / name.store;
 }
 
+// By the setting, or because the file system lets nobody write.
+bool IsReadOnly(const std::filesystem::path& store) {
+  const Settings* settings = nullptr;
+  if (FindSettings(settings) == Status::SUCCESS && settings->access == Access::kReadOnly) return true;
+  return access(store.c_str(), W_OK) != 0 && errno == EROFS;
+}
+
+FolderLock LockModeOf(const std::filesystem::path& store) {
+  return IsReadOnly(store) ? FolderLock::kTryShared : FolderLock::kTry;
+}
+
 // Opens the engine of a store, or creates that of a new one and completes the record.
 Status OpenEngineIn(const std::filesystem::path& folder, bool create, bool backup, StoreRecord& record,
-                    std::unique_ptr<Engine>& engine) {
+                    const std::shared_ptr<FailureLink>& link, std::unique_ptr<Engine>& engine) {
   const Settings* settings = nullptr;
   Status status = FindSettings(settings);
   SecretKey key;
@@ -103,9 +116,12 @@ Status OpenEngineIn(const std::filesystem::path& folder, bool create, bool backu
   options.key = record.traits.encrypted ? &key : nullptr;
   options.syncCommits = settings->durability == Durability::kPower;
   options.memoryBudget = settings->memoryBudget;
-  if (backup) options.backups = BackupsOf(folder);
+  options.failed = [link] { link->Report(); };
+  options.readOnly = IsReadOnly(folder);
+  const bool backs_up = backup && !options.readOnly;
+  if (backs_up) options.backups = BackupsOf(folder);
   options.backupInterval = settings->backupInterval;
-  status = backup ? PrepareBackups(folder, record) : Status::SUCCESS;
+  status = backs_up ? PrepareBackups(folder, record) : Status::SUCCESS;
   return status == Status::SUCCESS ? OpenEngine(options, engine) : status;
 }
 
@@ -128,16 +144,24 @@ class StoreRegistry::SlotUse {
   Slot* operator->() const { return &place_->second; }
   Slot& operator*() const { return place_->second; }
 
-  void AddHandle() { AddToHandles(1); }
-  void RemoveHandle() { AddToHandles(-1); }
-
- private:
-  void AddToHandles(int count) {
+  void AddHandle() {
     const std::lock_guard<std::mutex> lock(registry_.mutex_);
-    place_->second.handles += count;
-    place_->second.users += count;
+    ++place_->second.handles;
+    ++place_->second.users;
+  }
+  // Whether it was the last one of the store that is open.
+  bool RemoveHandle(const Store* store) {
+    const std::lock_guard<std::mutex> lock(registry_.mutex_);
+    --place_->second.users;
+    return place_->second.store.get() == store && --place_->second.handles == 0;
+  }
+  // The handles of a store that has failed do not count any more.
+  void ForgetHandles() {
+    const std::lock_guard<std::mutex> lock(registry_.mutex_);
+    place_->second.handles = 0;
   }
 
+ private:
   StoreRegistry& registry_;
   std::map<StoreName, Slot>::iterator place_;
 };
@@ -161,29 +185,34 @@ Status StoreRegistry::Open(const StoreName& name, StoreKind kind, const Options&
   const StoreTraits wanted{kind, static_cast<int32_t>(options.securityLevel), options.encrypt};
   SlotUse slot(*this, name);
   const std::lock_guard<std::mutex> lock(slot->mutex);
+  if (CloseFailed(slot) != Status::SUCCESS) return Status::DB_ERROR;
   status = slot->store ? CheckShared(*slot->store, wanted, options.schema)
                        : OpenSlot(*slot, PathOf(*settings, name), wanted, options);
   if (status != Status::SUCCESS) return status;
-  lease = std::make_unique<StoreLease>(slot->store, [this, name] { Release(name); });
+  const Store* store = slot->store.get();
+  lease = std::make_unique<StoreLease>(slot->store, [this, name, store] { Release(name, store); });
   slot.AddHandle();
   return Status::SUCCESS;
 }
 
 Status StoreRegistry::OpenSlot(Slot& slot, const std::filesystem::path& path, const StoreTraits& wanted,
                                const Options& options) {
-  RemoveLeftovers(path.parent_path());
-  const bool make = options.createIfMissing || HasBackups(BackupsOf(path));
+  const bool read_only = IsReadOnly(path);
+  if (!read_only) RemoveLeftovers(path.parent_path());
+  const bool make = !read_only && (options.createIfMissing || HasBackups(BackupsOf(path)));
   if (const std::error_code error = make ? MakePrivateFolders(path) : std::error_code()) {
     __android_log_print(KORA_LOG_ERROR, kLogTag, "cannot make folder %s: %s", path.c_str(),
                         error.message().c_str());
     return Status::DB_ERROR;
   }
   std::optional<StoreFolder> folder;
-  Status status = StoreFolder::Lock(path, folder);
+  Status status = StoreFolder::Lock(path, LockModeOf(path), folder);
   if (status == Status::SUCCESS) status = OpenFolder(*folder, wanted, options, slot.store);
-  if (status == Status::RECOVER_FAILED) status = Recover(path, wanted, options);
+  if (status == Status::RECOVER_FAILED)
+    status = read_only ? Status::DB_ERROR : Recover(path, wanted, options);
   if (status != Status::SUCCESS) return status;
   slot.folder = std::move(folder);
+  WatchFolders(path);
   CloseStoresAtExit();
   return Status::SUCCESS;
 }
@@ -197,7 +226,7 @@ Status StoreRegistry::OpenFolder(const StoreFolder& folder, const StoreTraits& w
   Status status = ReadRecord(path, record);
   // Where there are backups the store was complete once.
   if (status == Status::STORE_NOT_FOUND && backed_up) return Status::RECOVER_FAILED;
-  const bool is_new = status == Status::STORE_NOT_FOUND && options.createIfMissing;
+  const bool is_new = status == Status::STORE_NOT_FOUND && options.createIfMissing && !IsReadOnly(path);
   if (is_new) status = folder.Empty();
   if (!is_new && status == Status::SUCCESS) status = CheckTraits(record.traits, wanted);
   const bool recovers = backed_up || options.backup;
@@ -209,14 +238,18 @@ Status StoreRegistry::OpenFolder(const StoreFolder& folder, const StoreTraits& w
   if (status != Status::SUCCESS) return status;
 
   if (is_new) record.traits = wanted;
+  const auto link = std::make_shared<FailureLink>();
   std::unique_ptr<Engine> engine;
-  status = OpenEngineIn(path, is_new, options.backup, record, engine);
+  status = OpenEngineIn(path, is_new, options.backup, record, link, engine);
   if (status != Status::SUCCESS) return status;
   auto opened = std::make_shared<Store>(path.filename().string(), wanted, std::move(engine), device.deviceId,
                                         settings->rateLimit);
   status = opened->Load(options.schema);
   if (status == Status::SUCCESS && is_new) status = WriteRecord(path, record);
-  if (status == Status::SUCCESS) store = std::move(opened);
+  if (status == Status::SUCCESS) {
+    link->Connect(opened);
+    store = std::move(opened);
+  }
   return status == Status::DB_ERROR && IsMarkedDamaged(path) ? Status::RECOVER_FAILED : status;
 }
 
@@ -254,11 +287,12 @@ Status StoreRegistry::Delete(const StoreName& name) {
     return Status::ERROR;
   }
   const std::filesystem::path path = PathOf(*settings, name);
+  if (IsReadOnly(path)) return Refuse(Status::READ_ONLY, "it may only be read");
   RemoveLeftovers(path.parent_path());
   const bool backed_up = std::filesystem::exists(BackupsOf(path));
   std::optional<StoreFolder> folder;
   StoreRecord record;
-  status = StoreFolder::Lock(path, folder);
+  status = StoreFolder::Lock(path, FolderLock::kTry, folder);
   if (status == Status::STORE_NOT_FOUND && backed_up) return RemoveBackups(path);
   if (status != Status::SUCCESS) return status;
   if (ReadRecord(path, record) == Status::STORE_NOT_FOUND && !backed_up) return Status::STORE_NOT_FOUND;
@@ -277,16 +311,49 @@ Status StoreRegistry::List(const std::string& application, std::vector<StoreId>&
   return status;
 }
 
-void StoreRegistry::Release(const StoreName& name) {
+void StoreRegistry::Release(const StoreName& name, const Store* store) {
   const OperationGate::Pass pass(gate_);
   if (!pass || InForkedChild()) return;
   SlotUse slot(*this, name);
   const std::lock_guard<std::mutex> lock(slot->mutex);
-  slot.RemoveHandle();
-  if (slot->handles > 0) return;
-  slot->store->Close();
-  slot->store.reset();
-  slot->folder.reset();
+  if (slot.RemoveHandle(store)) slot->Close();
+}
+
+void StoreRegistry::Slot::Close() {
+  store->Close();
+  store.reset();
+  folder.reset();
+}
+
+// The engine of a store that has failed ends with its last handle, or when the store is opened again.
+Status StoreRegistry::CloseFailed(SlotUse& slot) {
+  if (!slot->store || !slot->store->HasFailed()) return Status::SUCCESS;
+  constexpr auto kPatience = std::chrono::seconds(5);
+  if (!slot->store->Gate().AwaitIdle(std::chrono::steady_clock::now() + kPatience)) return Status::DB_ERROR;
+  slot.ForgetHandles();
+  slot->Close();
+  return Status::SUCCESS;
+}
+
+// What happens to the folders above takes the stores in them along.
+void StoreRegistry::WatchFolders(const std::filesystem::path& store) {
+  static const auto& watch = *new FolderWatch([this] { FindLostFolders(); });
+  const std::filesystem::path application = store.parent_path();
+  watch.Add(application);
+  watch.Add(application.parent_path());
+}
+
+void StoreRegistry::FindLostFolders() {
+  std::vector<StoreName> names;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    for (const auto& slot : slots_) names.push_back(slot.first);
+  }
+  for (const StoreName& name : names) {
+    SlotUse slot(*this, name);
+    const std::lock_guard<std::mutex> lock(slot->mutex);
+    if (slot->store && !slot->folder->IsThere()) slot->store->FailEngine();
+  }
 }
 
 std::vector<std::shared_ptr<Store>> StoreRegistry::OpenStores() {

@@ -54,7 +54,9 @@ class StoreRegistry {
     std::mutex mutex;
     std::optional<StoreFolder> folder;
     std::shared_ptr<Store> store;
-    int handles = 0;
+    int handles = 0;  // of this store
+
+    void Close();
   };
   // A user of a slot.
   class SlotUse;
@@ -64,7 +66,10 @@ class StoreRegistry {
   Status OpenFolder(const StoreFolder& folder, const StoreTraits& wanted, const Options& options,
                     std::shared_ptr<Store>& store);
   static Status Recover(const std::filesystem::path& path, const StoreTraits& wanted, const Options& options);
-  void Release(const StoreName& name);
+  void Release(const StoreName& name, const Store* store);
+  static Status CloseFailed(SlotUse& slot);
+  void WatchFolders(const std::filesystem::path& store);
+  void FindLostFolders();
   std::vector<std::shared_ptr<Store>> OpenStores();
 
   OperationGate gate_;

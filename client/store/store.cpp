@@ -260,6 +260,7 @@ Status Store::StartTransaction() {
     __android_log_print(KORA_LOG_WARN, kLogTag, "store %s: a transaction is open already", id_.c_str());
     return Status::ERROR;
   }
+  if (engine_->ReadOnly()) return Status::READ_ONLY;
   transaction_ = engine_->NewIndexedBatch();
   inTransaction_ = true;
   return Status::SUCCESS;
@@ -292,6 +293,11 @@ void Store::EndTransaction() {
   transaction_.reset();
   transactionBytes_ = 0;
   inTransaction_ = false;
+}
+
+void Store::FailEngine() {
+  const std::lock_guard<std::mutex> lock(writing_);
+  if (engine_) engine_->Fail();
 }
 
 void Store::Close() {

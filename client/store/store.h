@@ -48,6 +48,14 @@ class Store : public std::enable_shared_from_this<Store> {
   const StoreTraits& Traits() const { return traits_; }
   OperationGate& Gate() { return gate_; }
   const Catalog& GetCatalog() const { return catalog_; }
+  // For an engine that works no more: turns all further operations away.
+  void Fail() {
+    failed_ = true;
+    gate_.Close();
+  }
+  bool HasFailed() const { return failed_; }
+  // Has the engine take itself for failed.
+  void FailEngine();
   Publisher& Observers() { return *publisher_; }
   Readers& OpenReaders() { return readers_; }
   RateLimiter& Rate() { return rate_; }
@@ -102,6 +110,7 @@ class Store : public std::enable_shared_from_this<Store> {
   const StoreTraits traits_;
   const std::string deviceId_;
   OperationGate gate_;
+  std::atomic<bool> failed_{false};
   RateLimiter rate_;
   const std::shared_ptr<Publisher> publisher_;
   Readers readers_;

@@ -28,12 +28,14 @@ class StoreLease {
     });
   }
 
-  // The answer of `operation`; STORE_NOT_OPEN once the process is ending. Never throws.
+  // The answer of `operation`; DB_ERROR once the engine has failed for good, STORE_NOT_OPEN once the process
+  // is ending. Never throws.
   template <typename Operation>
   Status Call(Operation operation) const noexcept {
     return Guard([&] {
       const OperationGate::Pass pass(store_->Gate());
-      return pass ? operation(*store_) : Status::STORE_NOT_OPEN;
+      if (pass) return operation(*store_);
+      return store_->HasFailed() ? Status::DB_ERROR : Status::STORE_NOT_OPEN;
     });
   }
 

@@ -115,6 +115,32 @@ int ForkAndGoOn() {
   return result == 0 && works ? 0 : 1;
 }
 
+// Prints what each operation answers in a store that may only be read.
+int PrintReadOnly() {
+  std::vector<Entry> entries;
+  Value value;
+  std::printf("open %d", static_cast<int>(Open()));
+  if (g_store == nullptr) return 0;
+  const Status statuses[] = {g_store->Get(Text("k"), value),
+                             g_store->GetEntries(Blob(), entries),
+                             g_store->Put(Text("k"), Text("other")),
+                             g_store->PutBatch(entries),
+                             g_store->Delete(Text("k")),
+                             g_store->StartTransaction(),
+                             g_store->Get(Text("k"), value)};
+  for (const Status status : statuses) std::printf(" %d", static_cast<int>(status));
+  std::printf(" %s\n", value.ToString().c_str());
+  return 0;
+}
+
+// Makes a store and ends without closing it, so that its records are in the log alone.
+int LeaveInLog() {
+  Open();
+  g_store->Put(Text("k"), Text("v"));
+  std::fflush(stdout);
+  std::_Exit(0);
+}
+
 long AnonymousKiB() {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);) {
@@ -170,6 +196,8 @@ int main(int argc, char** argv) {
       {"end-while-busy", [] { return EndWhileBusy(false); }},
       {"end-in-observer", [] { return EndWhileBusy(true); }},
       {"fork", ForkAndGoOn},
+      {"read-only", PrintReadOnly},
+      {"leave-in-log", LeaveInLog},
       {"idle-memory", PrintIdleMemory},
       {"load-memory", PrintLoadMemory},
   };

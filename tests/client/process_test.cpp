@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 
 #include "support.h"
 
@@ -25,7 +26,7 @@ constexpr bool kSanitized = false;
 class Child {
  public:
   explicit Child(const std::string& mode, const std::string& environment = "") {
-    const std::string command = environment + " exec timeout 100 " CLIENT_CHILD " " + mode + " 2>&1";
+    const std::string command = environment + " timeout 100 " CLIENT_CHILD " " + mode + " 2>&1";
     output_ = popen(command.c_str(), "r");
   }
   Child(const Child&) = delete;
@@ -119,6 +120,32 @@ TEST_F(Processes, EndWhileThreadsAreBusy) {
 TEST_F(Processes, ForkedCopyLeavesTheStoreAlone) {
   EXPECT_EQ(Child("fork").Result(), 0);
   EXPECT_EQ(Child("fork").Result(), 0);
+}
+
+// With what a crash has left in the log, by setting and on a file system that lets nobody write.
+TEST_F(Processes, AReadOnlyStoreIsReadAndNotTouched) {
+  const std::string expected = "open 0 0 0 27459604 27459604 27459604 27459604 0 v\n";
+  fs::remove_all(Home());
+  EXPECT_EQ(Child("read-only", "KORA_DATA_ACCESS=read-only KORA_LOG_LEVEL=off").Line(), "open 27459589");
+  EXPECT_FALSE(fs::exists(Home()));
+  EXPECT_EQ(Child("leave-in-log").Result(), 0);
+  const auto files = [] {
+    std::map<fs::path, std::pair<uintmax_t, fs::file_time_type>> found;
+    for (const auto& entry : fs::recursive_directory_iterator(Home())) {
+      if (entry.is_regular_file()) found[entry.path()] = {entry.file_size(), entry.last_write_time()};
+    }
+    return found;
+  };
+  const auto before = files();
+  EXPECT_EQ(Child("read-only", "KORA_DATA_ACCESS=read-only").Line(), expected);
+  const std::string mount = "mount --bind " + Home().string() + " " + Home().string() +
+                            " && mount -o remount,ro,bind " + Home().string();
+  // Mounting takes rights that not every host gives.
+  if (std::system(("unshare -rm sh -c '" + mount + "' 2>/dev/null").c_str()) == 0) {
+    Child mounted("read-only", "unshare -rm sh -c '" + mount + " && exec \"$@\"' sh");
+    EXPECT_EQ(mounted.Line(), expected);
+  }
+  EXPECT_EQ(files(), before);
 }
 
 TEST_F(Processes, BadSettingsAreSaidWhenAStoreIsOpened) {

@@ -113,7 +113,9 @@ public interface KvManager extends AutoCloseable {
   void unregisterDeviceListener(DeviceChangeCallback listener);
 
   /**
-   * Has a recipient told when the service behind the store client dies.
+   * Has a recipient told when a store fails for good: its disk has errors, or its folder was deleted. All calls
+   * on that store fail with DB_ERROR then, until it is opened again. Observers of single stores and device
+   * listeners end with the notice.
    *
    * @param recipient the recipient; it can be registered once
    * @return ends the registration when closed

@@ -98,6 +98,18 @@ public final class StoreClientSettings {
     }
 
     /**
+     * Whether stores are only read: nothing is written to their folders, several processes may read the same
+     * store, and what would write fails with READ_ONLY. Stores on a file system that lets nobody write are
+     * opened so in any case. Default: false.
+     *
+     * @param only the choice
+     * @return this builder
+     */
+    public Builder readOnly(boolean only) {
+      return set("access", only ? "read-only" : "read-write");
+    }
+
+    /**
      * How many operations a store admits: calls that read or write records or begin a transaction, whatever
      * their size, counted over all threads of the process. Up to one second's operations may come at once;
      * beyond that calls fail with EXCEED_MAX_ACCESS_RATE. Default: no limit.

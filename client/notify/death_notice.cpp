@@ -1,0 +1,42 @@
+#include "notify/death_notice.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace KORA::DistributedKv::Client {
+
+DeathNotice& DeathNotice::Instance() {
+  static const auto& instance = *new std::shared_ptr<DeathNotice>(std::make_shared<DeathNotice>());
+  return *instance;
+}
+
+void DeathNotice::Add(std::shared_ptr<KvStoreDeathRecipient> recipient) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (std::find(recipients_.begin(), recipients_.end(), recipient) == recipients_.end())
+    recipients_.push_back(std::move(recipient));
+}
+
+void DeathNotice::Remove(const std::shared_ptr<KvStoreDeathRecipient>& recipient) {
+  std::shared_ptr<KvStoreDeathRecipient> removed;  // ends outside the lock: its end is code of the program
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto found = std::find(recipients_.begin(), recipients_.end(), recipient);
+  if (found == recipients_.end()) return;
+  removed = std::move(*found);
+  recipients_.erase(found);
+}
+
+void DeathNotice::Announce() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (waiting_++ == 0) CallbackQueue::Instance().Schedule(shared_from_this());
+}
+
+bool DeathNotice::DeliverOne(const Invoker& invoke) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  const std::vector<std::shared_ptr<KvStoreDeathRecipient>> recipients = recipients_;
+  lock.unlock();
+  for (const auto& recipient : recipients) invoke([&] { recipient->OnRemoteDied(); });
+  lock.lock();
+  return --waiting_ > 0;
+}
+
+}  // namespace KORA::DistributedKv::Client

@@ -1,0 +1,172 @@
+// Disks that are full or broken, and folders that go away, under open stores.
+#include <rocksdb/file_system.h>
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <thread>
+
+#include "contract/kv_store_death_recipient.h"
+#include "engine/rocksdb_options.h"
+#include "support.h"
+
+namespace KORA::DistributedKv {
+namespace {
+
+enum class Fault { kNone, kFull, kBroken };
+std::atomic<Fault> g_fault{Fault::kNone};
+
+// Writes half of what it is given before it fails.
+class FaultyFile : public rocksdb::FSWritableFileOwnerWrapper {
+ public:
+  using FSWritableFileOwnerWrapper::FSWritableFileOwnerWrapper;
+
+  rocksdb::IOStatus Append(const rocksdb::Slice& data, const rocksdb::IOOptions& options,
+                           rocksdb::IODebugContext* debug) override {
+    const Fault fault = g_fault;
+    written_ += data.size();
+    // Into room that was allocated a write gets through.
+    if (fault == Fault::kNone || (fault == Fault::kFull && written_ <= allocated_))
+      return FSWritableFileOwnerWrapper::Append(data, options, debug);
+    FSWritableFileOwnerWrapper::Append({data.data(), data.size() / 2}, options, debug).PermitUncheckedError();
+    return fault == Fault::kFull ? rocksdb::IOStatus::NoSpace("no space")
+                                 : rocksdb::IOStatus::IOError("broken");
+  }
+  rocksdb::IOStatus Allocate(uint64_t offset, uint64_t length, const rocksdb::IOOptions& options,
+                             rocksdb::IODebugContext* debug) override {
+    if (g_fault == Fault::kFull) return rocksdb::IOStatus::NoSpace("no space");
+    allocated_ = std::max(allocated_, offset + length);
+    return FSWritableFileOwnerWrapper::Allocate(offset, length, options, debug);
+  }
+  rocksdb::IOStatus Append(const rocksdb::Slice& data, const rocksdb::IOOptions& options,
+                           const rocksdb::DataVerificationInfo& /*verification*/,
+                           rocksdb::IODebugContext* debug) override {
+    return Append(data, options, debug);
+  }
+
+ private:
+  uint64_t written_ = 0;
+  uint64_t allocated_ = 0;
+};
+
+class FaultyFiles : public rocksdb::FileSystemWrapper {
+ public:
+  FaultyFiles() : FileSystemWrapper(rocksdb::FileSystem::Default()) {}
+  const char* Name() const override { return "FaultyFiles"; }
+
+  rocksdb::IOStatus NewWritableFile(const std::string& name, const rocksdb::FileOptions& options,
+                                    std::unique_ptr<rocksdb::FSWritableFile>* file,
+                                    rocksdb::IODebugContext* debug) override {
+    rocksdb::IOStatus status = FileSystemWrapper::NewWritableFile(name, options, file, debug);
+    if (status.ok()) *file = std::make_unique<FaultyFile>(std::move(*file));
+    return status;
+  }
+};
+
+class RecordingRecipient : public KvStoreDeathRecipient {
+ public:
+  void OnRemoteDied() override { ++deaths; }
+
+  // Whether there were so many deaths at last.
+  bool Await(int count) const {
+    for (int i = 0; i < 2000 && deaths < count; ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return deaths == count;
+  }
+
+  std::atomic<int> deaths{0};
+};
+
+class Faults : public ClientTest {
+ protected:
+  Faults() {
+    g_fault = Fault::kNone;
+    Client::PutBelowEngines(std::make_shared<FaultyFiles>());
+    manager_.RegisterKvStoreServiceDeathRecipient(recipient_);
+  }
+  ~Faults() override {
+    g_fault = Fault::kNone;
+    manager_.UnRegisterKvStoreServiceDeathRecipient(recipient_);
+    Client::PutBelowEngines(rocksdb::FileSystem::Default());
+  }
+
+  const std::shared_ptr<RecordingRecipient> recipient_ = std::make_shared<RecordingRecipient>();
+};
+
+TEST_F(Faults, AFullDiskStopsWritingUntilThereIsRoom) {
+  for (const bool encrypted : {false, true}) {
+    Options options = Creating();
+    options.encrypt = encrypted;
+    const std::string name = encrypted ? "encrypted" : "plain";
+    auto store = Open(name, options);
+    const std::string kept(2'000'000, 'k');
+    Pairs expected;
+    for (int round = 0; round < 5; ++round) {
+      const std::string key = "round" + std::to_string(round);
+      if (round != 2) {  // one round begins with nothing written since the last
+        EXPECT_EQ(Put(*store, key, "before"), Status::SUCCESS);
+        expected.emplace_back(key, "before");
+      }
+      g_fault = Fault::kFull;
+      // What fits into the room that the log has already may get through, but no more.
+      for (int i = 0; i < 2; ++i) EXPECT_EQ(Put(*store, key, std::string(3'000'000, 'l')), Status::DB_ERROR);
+      EXPECT_EQ(store->StartTransaction(), Status::SUCCESS);
+      EXPECT_EQ(Put(*store, key + "t", kept), Status::SUCCESS);
+      EXPECT_EQ(store->Commit(), Status::DB_ERROR);
+      EXPECT_EQ(List(*store, "round" + std::to_string(round)).size(),
+                round == 2 ? 1U : 2U);  // and the transaction's
+
+      g_fault = Fault::kNone;
+      EXPECT_EQ(store->Commit(), Status::SUCCESS);
+      expected.emplace_back(key + "t", kept);
+      EXPECT_TRUE(List(*store) == expected);
+      if (round % 2 == 1) {
+        store.reset();
+        store = Open(name, options);
+      }
+    }
+    g_fault = Fault::kFull;  // a store that can't be sealed and backed up is as after a crash
+    EXPECT_EQ(Put(*store, "lost", std::string(3'000'000, 'l')), Status::DB_ERROR);
+    store.reset();
+    g_fault = Fault::kNone;
+    EXPECT_TRUE(List(*Open(name, options)) == expected);
+  }
+  EXPECT_EQ(recipient_->deaths, 0);
+}
+
+TEST_F(Faults, AnEngineThatFailsForGoodIsReportedOnceAndServesAgainWhenReopened) {
+  const std::vector<std::function<void(SingleKvStore&)>> failures = {
+      [](SingleKvStore& store) {
+        g_fault = Fault::kBroken;
+        EXPECT_EQ(Put(store, "k", "lost"), Status::DB_ERROR);
+        EXPECT_EQ(Put(store, "k", "lost"), Status::DB_ERROR);
+        g_fault = Fault::kNone;
+      },
+      [this](SingleKvStore&) { std::filesystem::remove_all(Folder("store")); },
+      [this](SingleKvStore&) { std::filesystem::rename(Folder("store"), Home() / "moved"); },
+      [this](SingleKvStore&) { std::filesystem::rename(Home() / app_.appId, Home() / "moved application"); },
+  };
+  int deaths = 0;
+  for (const auto& fail : failures) {
+    SCOPED_TRACE(deaths);
+    const auto store = Open();
+    const auto other = Open();
+    EXPECT_EQ(Put(*store, "k", "v"), Status::SUCCESS);
+    fail(*store);
+    EXPECT_TRUE(recipient_->Await(++deaths));
+    for (const auto& handle : {store.get(), other.get()}) {
+      EXPECT_EQ(Get(*handle, "k"), "<27459593>");
+      EXPECT_EQ(Put(*handle, "k", "v"), Status::DB_ERROR);
+    }
+    // Handles of the failed store may stay open.
+    const auto reopened = Open();
+    EXPECT_EQ(Get(*reopened, "k"), deaths == 1 ? "v" : kAbsent);
+    EXPECT_EQ(Put(*reopened, "k", "v"), Status::SUCCESS);
+    EXPECT_EQ(Get(*store, "k"), "<27459593>");
+  }
+  EXPECT_TRUE(recipient_->Await(deaths));
+  EXPECT_EQ(Get(*Open(), "k"), "v");
+}
+
+}  // namespace
+}  // namespace KORA::DistributedKv

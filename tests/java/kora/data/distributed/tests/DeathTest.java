@@ -1,0 +1,92 @@
+package kora.data.distributed.tests;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertNotNull;
+import static org.junit.jupiter.api.Assertions.assertNull;
+
+import java.io.IOException;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.Comparator;
+import java.util.List;
+import java.util.concurrent.LinkedBlockingQueue;
+import java.util.concurrent.TimeUnit;
+import java.util.stream.Collectors;
+import java.util.stream.Stream;
+import kora.data.distributed.common.KvManager;
+import kora.data.distributed.common.KvManagerFactory;
+import kora.data.distributed.common.KvStoreErrorCode;
+import kora.data.distributed.common.Options;
+import kora.data.distributed.user.SingleKvStore;
+import org.junit.jupiter.api.Assumptions;
+import org.junit.jupiter.api.Test;
+
+/** A store that fails for good while it is open, and one that was damaged while it was closed. */
+class DeathTest {
+  private static final String APP = "death-" + ProcessHandle.current().pid();
+
+  @Test
+  void recipientsHearOfEachDeathOnceAndTheStoreServesAgainWhenReopened() throws Exception {
+    LinkedBlockingQueue<String> deaths = new LinkedBlockingQueue<>();
+    try (KvManager manager = KvManagerFactory.create(APP)) {
+      folder("store");
+      manager.registerDeathRecipient(() -> deaths.add("one"));
+      manager.registerDeathRecipient(() -> deaths.add("two"));
+      for (int round = 0; round < 2; round++) {
+        try (SingleKvStore store = manager.openSingle("store")) {
+          store.putString("key", "value");
+          delete(folder("store"));
+          assertNotNull(deaths.poll(20, TimeUnit.SECONDS));
+          assertNotNull(deaths.poll(20, TimeUnit.SECONDS));
+          Stores.assertFails(KvStoreErrorCode.DB_ERROR, () -> store.getString("key"));
+          Stores.assertFails(KvStoreErrorCode.DB_ERROR, () -> store.putString("key", "value"));
+          try (SingleKvStore reopened = manager.openSingle("store")) {
+            reopened.putString("key", "again");
+            assertEquals("again", reopened.getString("key"));
+          }
+        }
+        assertNull(deaths.poll());
+      }
+    }
+  }
+
+  @Test
+  void aDamagedStoreIsRecoveredFromItsBackupOrRefused() throws Exception {
+    try (KvManager manager = KvManagerFactory.create(APP)) {
+      Options options = Options.builder().backup(true).encrypt(true).build();
+      folder("backed-up");
+      try (SingleKvStore store = manager.openSingle("backed-up", options)) {
+        store.putString("key", "value");
+      }
+      Files.delete(folder("backed-up").resolve("CURRENT"));
+      Stores.assertFails(KvStoreErrorCode.RECOVER_SUCCESS, () -> manager.openSingle("backed-up", options));
+      try (SingleKvStore store = manager.openSingle("backed-up", options)) {
+        assertEquals("value", store.getString("key"));
+      }
+
+      Options plain = Options.defaults();
+      manager.openSingle("unsaved", plain).close();
+      Files.delete(folder("unsaved").resolve("CURRENT"));
+      Stores.assertFails(KvStoreErrorCode.DB_ERROR, () -> manager.openSingle("unsaved", plain));
+      Options wanting = Options.builder().backup(true).build();
+      Stores.assertFails(KvStoreErrorCode.RECOVER_FAILED, () -> manager.openSingle("unsaved", wanting));
+      Stores.assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> manager.openSingle("unsaved", options));
+    }
+  }
+
+  /** The store's folder; ends the test where the store client keeps none. */
+  private static Path folder(String store) {
+    String home = System.getenv("KORA_DATA_HOME");
+    Assumptions.assumeTrue(home != null && !System.getProperty("kora.library.path").contains("own-client"));
+    return Path.of(home, APP, store);
+  }
+
+  private static void delete(Path folder) throws IOException {
+    try (Stream<Path> tree = Files.walk(folder)) {
+      List<Path> deepestFirst = tree.sorted(Comparator.reverseOrder()).collect(Collectors.toList());
+      for (Path path : deepestFirst) {
+        Files.deleteIfExists(path);
+      }
+    }
+  }
+}
