@@ -73,6 +73,20 @@ queries() {
   expect 1 '' "absent.json can't be read" kora --store people schema absent.json
 }
 
+backups() {
+  expect 0 '' '' kora --store safe --encrypt put key value
+  expect 1 '' 'encrypted \(--encrypt\)' kora --store safe get key
+  expect 0 'value' '' kora --store safe --encrypt --read-only get key
+  expect 1 '' 'can only be read' kora --store safe --encrypt --read-only put key other
+  expect 0 '' '' kora --store safe --encrypt backup
+  expect 0 '1 records, all well' '' kora --store safe --encrypt verify
+  expect 0 'the store is not damaged; nothing was changed' '' kora --store safe --encrypt restore
+  rm "$KORA_DATA_HOME"/kora/safe/MANIFEST-*
+  expect 1 '' 'it can.t be opened' kora --store safe --encrypt verify
+  expect 0 'restored from the newest backup' '' kora --store safe --encrypt restore
+  expect 0 'value' '' kora --store safe --encrypt get key
+}
+
 wrong_use() {
   expect 2 '' '^kora: Missing required subcommand' kora
   expect 2 '' "^kora: Missing required parameter: 'VALUE'" kora put key
@@ -238,6 +252,7 @@ await_text() {
 
 single_records
 queries
+backups
 wrong_use
 shell_commands
 shell_on_a_terminal

@@ -32,7 +32,7 @@ import picocli.CommandLine.ScopeType;
       StoresCommand.class, PutCommand.class, GetCommand.class, RemoveCommand.class, ListCommand.class,
       QueryCommand.class, CountCommand.class, SchemaCommand.class,
       ImportCommand.class, ExportCommand.class, WatchCommand.class, StatsCommand.class,
-      ShellCommand.class
+      BackupCommand.class, RestoreCommand.class, VerifyCommand.class, ShellCommand.class
     },
     footer = {
       "",
@@ -63,6 +63,18 @@ public final class Kora implements StoreScope {
       defaultValue = "${env:KORA_STORE:-default}",
       description = "The store (default: $KORA_STORE, else default).")
   private String store;
+
+  @Option(
+      names = "--encrypt",
+      scope = ScopeType.INHERIT,
+      description = "The store is encrypted, or becomes so when it is made.")
+  private boolean encrypt;
+
+  @Option(
+      names = "--read-only",
+      scope = ScopeType.INHERIT,
+      description = "Write nothing to the store's folder; several processes may read a store so at once.")
+  private boolean readOnly;
 
   // Java's own streams encode as the locale says, which loses characters where it is not UTF-8.
   private final PrintStream out = new PrintStream(new FileOutputStream(FileDescriptor.out), false, StandardCharsets.UTF_8);
@@ -119,6 +131,9 @@ public final class Kora implements StoreScope {
     if (home != null) {
       StoreClient.configure(StoreClientSettings.builder().home(home).build());
     }
+    if (readOnly) {
+      StoreClient.configure(StoreClientSettings.builder().readOnly(true).build());
+    }
     return KvManagerFactory.create(app);
   }
 
@@ -134,7 +149,7 @@ public final class Kora implements StoreScope {
 
   /** Opens the chosen store; the caller closes it. */
   SingleKvStore open(KvManager manager, Missing missing) {
-    return open(manager, Options.builder().createIfMissing(missing == Missing.CREATE).build());
+    return open(manager, options().createIfMissing(missing == Missing.CREATE).build());
   }
 
   /** Opens the chosen store in a way of its own; the caller closes it. */
@@ -143,12 +158,27 @@ public final class Kora implements StoreScope {
       return manager.openSingle(store, options);
     } catch (KvStoreException failure) {
       String where = "store '" + store + "' of application '" + app + "': ";
+      boolean unexplained = failure.getMessage().equals(failure.getErrorCode().getDescription());
+      if (failure.getErrorCode() == KvStoreErrorCode.INVALID_ARGUMENT && unexplained) {
+        throw new Failure(where + "it is " + (encrypt ? "not encrypted" : "encrypted (--encrypt)")
+            + ", or a multi-version store");
+      }
       if (failure.getErrorCode() == KvStoreErrorCode.DB_ERROR) {
         throw new Failure(where + "it can't be opened; is it in use by another process? "
             + "(KORA_LOG_LEVEL=error shows the reason)");
       }
       throw new Failure(where + failure.getMessage());
     }
+  }
+
+  /** Options that say whether the store is encrypted. */
+  Options.Builder options() {
+    return Options.builder().encrypt(encrypt);
+  }
+
+  /** Has the store only read, whatever the command line says; before the first manager. */
+  void readOnly() {
+    readOnly = true;
   }
 
   private static String messageOf(Throwable failure) {

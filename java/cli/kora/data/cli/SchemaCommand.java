@@ -23,7 +23,7 @@ final class SchemaCommand implements Runnable {
 
   @Override
   public void run() {
-    Options options = Options.builder().schema(Schema.ofJson(read())).build();
+    Options options = kora.options().schema(Schema.ofJson(read())).build();
     try (KvManager manager = kora.manager()) {
       kora.open(manager, options).close();
     }
