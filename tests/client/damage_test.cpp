@@ -168,7 +168,7 @@ TEST_F(Damage, AfterACrashTheLogEndsWithItsLastWholeWrite) {
 // Bit flips and truncations of any file, as many as KORA_TEST_DAMAGES says.
 TEST_F(Damage, NeverGivesAWrongValue) {
   const char* wanted = std::getenv("KORA_TEST_DAMAGES");
-  const int rounds = wanted == nullptr ? 60 : std::atoi(wanted);
+  const int rounds = wanted == nullptr ? 40 : std::atoi(wanted);
   const unsigned seed = std::random_device()();
   std::mt19937_64 random(seed);
   int refused = 0;
@@ -177,11 +177,8 @@ TEST_F(Damage, NeverGivesAWrongValue) {
     SCOPED_TRACE("seed " + std::to_string(seed) + ", round " + std::to_string(round));
     Options options = Creating();
     options.encrypt = round % 2 == 1;
-    if (round < 2 || !fs::exists(Folder("sound" + std::to_string(round % 2)))) {
-      Fill(options);
-      fs::rename(Folder("store"), Folder("sound" + std::to_string(round % 2)));
-    }
-    fs::copy(Folder("sound" + std::to_string(round % 2)), Folder("store"), fs::copy_options::recursive);
+    // A store of its own each time: blocks of a copy would be found in the cache, unharmed.
+    Fill(options);
     std::vector<fs::path> files = Files("");
     files.erase(std::remove_if(files.begin(), files.end(),
                                [](const fs::path& file) { return fs::file_size(file) == 0; }),

@@ -1,4 +1,4 @@
-// client_figures [RECORDS]: what the operations of the contract cost on one thread.
+// client_figures [RECORDS [encrypted]]: what the operations of the contract cost on one thread.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -88,6 +88,7 @@ int main(int argc, char** argv) {
   setenv("KORA_DATA_HOME", mkdtemp(home.data()), 1);
   Options options;
   options.createIfMissing = true;
+  options.encrypt = argc > 2;
   DistributedKvDataManager manager;
   manager.GetSingleKvStore(options, {"figures"}, {"store"},
                            [&](Status, std::unique_ptr<SingleKvStore> store) {

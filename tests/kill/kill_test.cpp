@@ -1,9 +1,11 @@
-// kill_test [--rounds N] [--seed S]
+// kill_test [--rounds N] [--seed S] [--protected 1]
 //
 // Each round starts a child that writes to a store and acknowledges each operation over a pipe, kills it with
 // SIGKILL at a random moment, opens the store again and compares it, record by record, with what the
 // acknowledged operations make of an empty store. The one operation that may have been under way counts as a
 // whole or not at all.
+//
+// --protected 1: the store is encrypted and backed up every second, so that backups are cut off too.
 //
 // All operations follow from the seed and their number, so that both sides know them without telling each
 // other.
@@ -131,10 +133,12 @@ Status Do(const Operation& operation, SingleKvStore& store) {
 }
 
 const AppId kApp{"kill"};
+bool g_protected = false;
 
 std::unique_ptr<SingleKvStore> Open(DistributedKvDataManager& manager, const std::string& storeId) {
   Options options;
   options.createIfMissing = true;
+  options.encrypt = options.backup = g_protected;
   std::unique_ptr<SingleKvStore> opened;
   manager.GetSingleKvStore(
       options, kApp, {storeId}, [&](Status status, std::unique_ptr<SingleKvStore> store) {
@@ -216,7 +220,8 @@ class KillTest {
     const std::string seed = std::to_string(seed_);
     const std::string first = std::to_string(done_ + 1);
     const char* arguments[] = {"kill_test",   "--child",          seed.c_str(),
-                               first.c_str(), churns ? "1" : "0", nullptr};
+                               first.c_str(), churns ? "1" : "0", g_protected ? "1" : "0",
+                               nullptr};
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, acknowledgements, kPipe);
@@ -273,7 +278,9 @@ class KillTest {
     if (manager_.DeleteKvStore(kApp, {"churn"}) != Status::SUCCESS) Fail("cannot delete the store");
     const std::filesystem::path home = std::getenv("KORA_DATA_HOME");
     for (const auto& entry : std::filesystem::directory_iterator(home / kApp.appId)) {
-      if (entry.path().filename() != "store") Fail("left behind: " + entry.path().string());
+      const auto name = entry.path().filename();
+      if (name != "store" && (name != ".backups" || !g_protected))
+        Fail("left behind: " + entry.path().string());
     }
   }
 
@@ -294,6 +301,7 @@ int RunRounds(int rounds, uint64_t seed) {
   std::string folder = (std::filesystem::temp_directory_path() / "kora-kill-XXXXXX").string();
   setenv("KORA_DATA_HOME", mkdtemp(folder.data()), 1);
   setenv("KORA_DATA_MEMORY_BUDGET", "8388608", 1);  // so that the engine flushes and compacts all the time
+  setenv("KORA_DATA_BACKUP_INTERVAL", "1", 1);
   KillTest(rounds, seed).Run();
   std::filesystem::remove_all(folder);
   return 0;
@@ -303,18 +311,22 @@ int RunRounds(int rounds, uint64_t seed) {
 
 int main(int argc, char** argv) {
   const std::vector<std::string> arguments(argv + 1, argv + argc);
-  if (arguments.size() == 4 && arguments[0] == "--child") {
+  if (arguments.size() == 5 && arguments[0] == "--child") {
+    g_protected = arguments[4] == "1";
     return WriteUntilKilled(std::stoull(arguments[1]), std::stoull(arguments[2]), arguments[3] == "1", 3);
   }
   int rounds = 50;
   uint64_t seed = std::random_device()();
   for (size_t i = 0; i < arguments.size(); i += 2) {
-    const bool known = arguments[i] == "--rounds" || arguments[i] == "--seed";
+    const bool known =
+        arguments[i] == "--rounds" || arguments[i] == "--seed" || arguments[i] == "--protected";
     if (!known || i + 1 == arguments.size()) {
-      std::fprintf(stderr, "usage: kill_test [--rounds N] [--seed S]\n");
+      std::fprintf(stderr, "usage: kill_test [--rounds N] [--seed S] [--protected 1]\n");
       return 2;
     }
-    if (arguments[i] == "--rounds") {
+    if (arguments[i] == "--protected") {
+      g_protected = arguments[i + 1] == "1";
+    } else if (arguments[i] == "--rounds") {
       rounds = std::stoi(arguments[i + 1]);
     } else {
       seed = std::stoull(arguments[i + 1]);
