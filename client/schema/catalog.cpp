@@ -1,7 +1,7 @@
 #include "schema/catalog.h"
 
+#include <algorithm>
 #include <map>
-#include <set>
 #include <utility>
 
 #include "common/limits.h"
@@ -103,6 +103,13 @@ Status FillIndex(Engine& engine, const Index& index) {
   return status == Status::SUCCESS ? batch->Commit() : status;
 }
 
+Status BuildIndex(Engine& engine, const Index& index, const std::string& description) {
+  Status status = WriteState(engine, index.Number(), kBuilding, description);
+  if (status == Status::SUCCESS) status = FillIndex(engine, index);
+  if (status == Status::SUCCESS) status = WriteState(engine, index.Number(), kComplete, description);
+  return status;
+}
+
 Status RemoveIndex(Engine& engine, uint16_t number) {
   const Status status = engine.DeleteAll({Index::SpaceOf(number)});
   if (status != Status::SUCCESS) return status;
@@ -115,9 +122,10 @@ std::vector<Field> FieldsOf(const Schema& schema, const IndexPaths& paths) {
   return fields;
 }
 
-uint16_t FreeNumber(const std::set<uint16_t>& taken) {
+uint16_t FreeNumber(const std::vector<Index>& indexes) {
   uint16_t number = 1;
-  while (taken.count(number) > 0) ++number;
+  const auto is_taken = [&number](const Index& index) { return index.Number() == number; };
+  while (std::any_of(indexes.begin(), indexes.end(), is_taken)) ++number;
   return number;
 }
 
@@ -186,6 +194,7 @@ Status Catalog::Adopt(Engine& engine, Schema&& wanted) {
   return status;
 }
 
+// A store that is only read goes without the indexes that a crash has left incomplete.
 Status Catalog::CompleteIndexes(Engine& engine) {
   std::vector<KeptIndex> kept;
   if (const Status status = ListIndexes(engine, kept); status != Status::SUCCESS) return status;
@@ -193,25 +202,20 @@ Status Catalog::CompleteIndexes(Engine& engine) {
   if (schema_) {
     for (const IndexPaths& paths : schema_->Indexes()) missing.emplace(Describe(paths), paths);
   }
-  std::set<uint16_t> numbers;
   for (const KeptIndex& index : kept) {
     const auto found = missing.find(index.description);
     if (index.complete && found != missing.end()) {
       indexes_.emplace_back(index.number, FieldsOf(*schema_, found->second));
-      numbers.insert(index.number);
       missing.erase(found);
-    } else if (const Status status = RemoveIndex(engine, index.number); status != Status::SUCCESS) {
-      return status;
+    } else if (!engine.ReadOnly()) {
+      if (const Status status = RemoveIndex(engine, index.number); status != Status::SUCCESS) return status;
     }
   }
+  if (engine.ReadOnly()) return Status::SUCCESS;
   for (const auto& [description, paths] : missing) {
-    const Index index(FreeNumber(numbers), FieldsOf(*schema_, paths));
-    Status status = WriteState(engine, index.Number(), kBuilding, description);
-    if (status == Status::SUCCESS) status = FillIndex(engine, index);
-    if (status == Status::SUCCESS) status = WriteState(engine, index.Number(), kComplete, description);
+    indexes_.emplace_back(FreeNumber(indexes_), FieldsOf(*schema_, paths));
+    const Status status = BuildIndex(engine, indexes_.back(), description);
     if (status != Status::SUCCESS) return status;
-    numbers.insert(index.Number());
-    indexes_.push_back(index);
   }
   return Status::SUCCESS;
 }
