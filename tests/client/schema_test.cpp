@@ -38,8 +38,9 @@ class SchemaTest : public ClientTest {
     return keys;
   }
 
-  std::unique_ptr<Client::Engine> OpenItsEngine(const std::string& storeId) {
+  std::unique_ptr<Client::Engine> OpenItsEngine(const std::string& storeId, bool readOnly = false) {
     Client::EngineOptions options;
+    options.readOnly = readOnly;
     options.folder = Folder(storeId);
     options.memoryBudget = 8 << 20;
     std::unique_ptr<Client::Engine> engine;
@@ -371,6 +372,12 @@ TEST_F(SchemaTest, AnIndexThatWasCutOffIsBuiltAnew) {
     engine->DeleteAll({std::string("i") + std::string("\0\1", 2)});
     batch->Put(std::string("i\0\1junk", 7), {}, {});
     ASSERT_EQ(batch->Commit(), Status::SUCCESS);
+  }
+  {
+    const auto engine = OpenItsEngine("store", true);
+    Client::Catalog catalog;
+    EXPECT_EQ(catalog.Load(*engine, ""), Status::SUCCESS);
+    EXPECT_EQ(catalog.Indexes().size(), 1U);
   }
   EXPECT_EQ(Keys(*Open("store"), R"({"where":{"field":"age","eq":36}})"), "a");
   ExpectIndexesAgree("store");
