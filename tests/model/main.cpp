@@ -1,7 +1,8 @@
 // model_check [--operations N] [--seed S]
 //
-// Random operations through the contract, on a single-version and a multi-version store, each compared with
-// what an ordered map makes of it. The seed, which is printed, settles all of them.
+// Random operations through the contract, on a single-version store, a multi-version store and one of
+// documents that are queried, each compared with what an ordered map makes of it. The seed, which is printed,
+// settles all of them.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -10,6 +11,7 @@
 #include <random>
 #include <string>
 
+#include "document_check.h"
 #include "multi_check.h"
 #include "single_check.h"
 
@@ -17,7 +19,21 @@ using namespace KORA::DistributedKv;
 
 namespace {
 
-constexpr uint64_t kReopenEvery = 5000;  // operations, on average
+constexpr uint64_t kReopenEvery = 10'000;  // operations, on average
+
+template <typename Check>
+void Step(Check& check, Model::Chance& chance) {
+  if (chance.OneIn(kReopenEvery)) {
+    check.Reopen(chance);
+  } else {
+    check.Step(chance);
+  }
+}
+
+Options With(Options options, const char* schema) {
+  options.schema = schema;
+  return options;
+}
 
 void Run(uint64_t operations, uint32_t seed) {
   Model::Chance chance(seed);
@@ -27,18 +43,23 @@ void Run(uint64_t operations, uint32_t seed) {
   DistributedKvDataManager manager;
   Model::SingleCheck single(manager, options);
   Model::MultiCheck multi(manager, options);
+  Model::DocumentCheck documents(manager,
+                                 With(options, chance.OneIn(2) ? Model::DocumentCheck::kSchema : ""));
   uint64_t operation = 0;
   try {
     for (; operation < operations; ++operation) {
-      const bool reopen = chance.OneIn(kReopenEvery);
-      if (chance.OneIn(3)) {
-        reopen ? multi.Reopen(chance) : multi.Step(chance);
+      const uint32_t kind = chance.Below(4);
+      if (kind == 0) {
+        Step(documents, chance);
+      } else if (kind == 1) {
+        Step(multi, chance);
       } else {
-        reopen ? single.Reopen(chance) : single.Step(chance);
+        Step(single, chance);
       }
     }
     single.Reopen(chance);
     multi.Reopen(chance);
+    documents.Reopen(chance);
   } catch (const Model::Difference& difference) {
     throw Model::Difference("operation " + std::to_string(operation) + ": " + difference.what());
   }
@@ -54,7 +75,7 @@ uint64_t Argument(const std::map<std::string, std::string>& arguments, const cha
 int main(int argc, char** argv) {
   std::map<std::string, std::string> arguments;
   for (int i = 1; i + 1 < argc; i += 2) arguments[argv[i]] = argv[i + 1];
-  const uint64_t operations = Argument(arguments, "--operations", 60'000);
+  const uint64_t operations = Argument(arguments, "--operations", 40'000);
   const auto seed = static_cast<uint32_t>(Argument(arguments, "--seed", std::random_device()()));
   std::printf("%llu operations, seed %u\n", static_cast<unsigned long long>(operations), seed);
   std::fflush(stdout);
