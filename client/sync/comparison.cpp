@@ -1,0 +1,122 @@
+#include "sync/comparison.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace KORA::DistributedKv::Client::Sync {
+
+namespace {
+
+constexpr size_t kHubPage = 256;
+constexpr size_t kSlice = 512;
+
+}  // namespace
+
+void Comparison::Start(Finished finished) {
+  finished_ = std::move(finished);
+  const KeyRange markers = RangeOfPrefix(context_.keys.Markers());
+  context_.hub.Range({markers.begin, markers.end},
+                     lifetime_.Guard([this, acknowledged = context_.state.acknowledged](RangeAnswer answer) {
+                       TakeMarkers(std::move(answer), acknowledged);
+                     }));
+}
+
+void Comparison::TakeMarkers(RangeAnswer answer, Version acknowledged) {
+  if (answer.result != HubResult::kDone) return End(answer.result);
+  revision_ = answer.revision;
+  markers_ = ToMarkers(context_.keys, std::move(answer.entries));
+  const Version now = context_.replica.NextVersion();
+  const Version number = NumberOf(markers_, context_.options.device);
+  const bool same = number >= acknowledged && IsSameHistory(context_.state, markers_);
+  // Others are to see that this device knows of the loss.
+  if (!same || context_.state.incarnation == 0) context_.state.incarnation = now;
+  const auto own = markers_.find(context_.options.device);
+  if (same && own != markers_.end()) {
+    if (const auto marker = ParseMarker(own->second.value)) context_.state.incarnation = marker->incarnation;
+  }
+  pushBack_ = !same && context_.state.inStep > AgoOf(now, context_.options.tombstoneLife);
+  sameHistory_ = same;
+  AskPage();
+}
+
+void Comparison::AskPage() {
+  const std::string& records = context_.keys.Records();
+  // The next key after the last one of the page before.
+  const std::string begin = page_.empty() ? records : context_.keys.Record(page_.back()) + '\0';
+  context_.hub.Range({begin, RangeOfPrefix(records).end, revision_, kHubPage},
+                     lifetime_.Guard([this](RangeAnswer answer) { TakePage(std::move(answer)); }));
+}
+
+void Comparison::TakePage(RangeAnswer answer) {
+  if (answer.result != HubResult::kDone) return End(answer.result);
+  more_ = answer.more && !answer.entries.empty();
+  page_.clear();
+  records_.clear();
+  for (HubEntry& entry : answer.entries) {
+    page_.push_back(*After(context_.keys.Records(), entry.key));
+    records_.push_back({std::move(entry.key), std::move(entry.value), entry.modified});
+  }
+  MergeSlice();
+}
+
+// The replica's keys up to the end of the page, or as many of them as one group takes. The page's own records
+// go with the first.
+void Comparison::MergeSlice() {
+  std::vector<Held> held;
+  Status status = context_.replica.Scan(compared_, more_ ? page_.back() : std::string(), kSlice, held);
+  // After the scan, so that what was written in between counts as pending.
+  if (status == Status::SUCCESS) status = pending_.Refresh();
+  if (status != Status::SUCCESS) return End(HubResult::kUnavailable);
+  Group group;
+  AddAbsent(held, group);
+  const bool pageIsDone = held.size() < kSlice;
+  compared_ = pageIsDone && more_ ? page_.back() : (held.empty() ? compared_ : held.back().key);
+  intake_.Take(std::exchange(records_, {}), std::move(group), context_.state, &markers_,
+               lifetime_.Guard([this, pageIsDone](HubResult result) { EndSlice(result, pageIsDone); }));
+}
+
+void Comparison::AddAbsent(const std::vector<Held>& held, Group& group) const {
+  for (const Held& record : held) {
+    if (IsOnPage(record.key) || pending_.Has(record.key, record.stamp)) continue;
+    if (pushBack_) {
+      group.requeued.push_back(record.key);
+    } else {
+      group.removals.push_back({record.key, record.stamp});
+    }
+  }
+}
+
+bool Comparison::IsOnPage(const std::string& key) const {
+  return std::binary_search(page_.begin(), page_.end(), key);
+}
+
+void Comparison::EndSlice(HubResult result, bool pageIsDone) {
+  if (result != HubResult::kDone) return End(result);
+  // Not at once: a large replica would nest too deeply.
+  if (!pageIsDone) return context_.timers.After(0, lifetime_.Guard([this] { MergeSlice(); }));
+  if (more_) return AskPage();
+  Complete();
+}
+
+void Comparison::Complete() {
+  SyncState next = context_.state;
+  SetMarkers(next, markers_);
+  next.position = revision_;
+  // Not before: a comparison that is broken off must not forget what the hub has lost.
+  if (!sameHistory_) context_.state.acknowledged = NumberOf(markers_, context_.options.device);
+  next.admission = Describe(context_.options.rules);
+  Group group;
+  for (const auto& [device, entry] : markers_) {
+    if (const auto marker = ParseMarker(entry.value)) group.newest = std::max(group.newest, marker->number);
+  }
+  intake_.Take({}, std::move(group), std::move(next), nullptr,
+               lifetime_.Guard([this](HubResult result) { End(result); }));
+}
+
+// Whoever is told may delete the comparison.
+void Comparison::End(HubResult result) {
+  const Finished finished = std::move(finished_);
+  finished(result);
+}
+
+}  // namespace KORA::DistributedKv::Client::Sync

@@ -1,0 +1,163 @@
+#include "sync/intake.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace KORA::DistributedKv::Client::Sync {
+
+namespace {
+
+constexpr size_t kLogPage = 1024;
+
+// Whether the value has to be fetched in order to judge the record.
+bool IsValueNeeded(const HubRecord& remote, const Content& local) {
+  if (local.stamp != remote.content.stamp) return local.stamp < remote.content.stamp;
+  return local.value.size() != remote.size || Digest(local.value) != remote.digest;
+}
+
+}  // namespace
+
+Status PendingKeys::Refresh() {
+  for (std::vector<LogEntry> entries;;) {
+    entries.clear();
+    const Status status = replica_->Log(read_, kLogPage, entries);
+    if (status != Status::SUCCESS || entries.empty()) return status;
+    for (LogEntry& entry : entries) logged_[entry.key] = entry.stamp;
+    read_ = entries.back().position;
+  }
+}
+
+void Intake::Take(std::vector<HubEvent> events, Group group, SyncState next, const Markers* markers,
+                  Finished finished) {
+  lifetime_.Renew();
+  delivery_ = {std::move(group), std::move(next), markers, {}, std::nullopt, std::move(finished)};
+  // Markers first: they decide on whose records are taken.
+  for (const HubEvent& event : events) {
+    if (const auto device = After(context_.keys.Markers(), event.key)) AddMarker(*device, event);
+  }
+  const bool added = std::all_of(events.begin(), events.end(), [this](const HubEvent& event) {
+    return AddEvent(event) == Status::SUCCESS;
+  });
+  if (!added) return End(HubResult::kUnavailable);
+  FetchNext();
+}
+
+void Intake::AddMarker(const std::string& device, const HubEvent& event) {
+  Peer& peer = delivery_.next.peers[device];
+  const AdmissionRules& rules = context_.options.rules;
+  const std::string marker = event.value.value_or(std::string());
+  // What was passed over so far is wanted now.
+  if (!Admits(rules, peer.marker) && Admits(rules, marker) && peer.newest > 0) delivery_.next.position = 0;
+  peer.marker = marker;
+  peer.modified = event.value ? event.revision : 0;
+  if (const auto parsed = ParseMarker(marker)) {
+    delivery_.group.newest = std::max({delivery_.group.newest, parsed->number, parsed->incarnation});
+  }
+}
+
+Status Intake::AddEvent(const HubEvent& event) {
+  const auto key = After(context_.keys.Records(), event.key);
+  if (!key) return Status::SUCCESS;
+  return event.value ? AddRecord(*key, event) : AddRemoval(*key);
+}
+
+std::string Intake::MarkerOf(const std::string& device) const {
+  if (delivery_.markers) {
+    const auto found = delivery_.markers->find(device);
+    return found == delivery_.markers->end() ? std::string() : found->second.value;
+  }
+  const auto found = delivery_.next.peers.find(device);
+  return found == delivery_.next.peers.end() ? std::string() : found->second.marker;
+}
+
+bool Intake::IsAdmitted(const Stamp& stamp) const {
+  if (stamp.device == context_.options.device) return true;
+  const auto found = delivery_.next.peers.find(stamp.device);
+  if (found != delivery_.next.peers.end() && stamp.version <= found->second.removed) return false;
+  return Admits(context_.options.rules, MarkerOf(stamp.device));
+}
+
+Status Intake::AddRecord(const std::string& key, const HubEvent& event) {
+  std::optional<HubRecord> record = ParseRecord(*event.value);
+  // A record of a later format is for those who know it.
+  if (!record) return Status::SUCCESS;
+  const Stamp stamp = record->content.stamp;
+  const bool admitted = IsAdmitted(stamp);
+  Version& newest = delivery_.next.peers[stamp.device].newest;
+  newest = std::max(newest, stamp.version);
+  delivery_.group.newest = std::max({delivery_.group.newest, stamp.version, record->pushed});
+  seen_(key, stamp);
+  if (!record->inParts) {
+    delivery_.group.records.push_back({key, std::move(record->content), admitted});
+    return Status::SUCCESS;
+  }
+  Content local;
+  const Status status = context_.replica.Read(key, local);
+  if (status != Status::SUCCESS && status != Status::KEY_NOT_FOUND) return status;
+  if (status == Status::SUCCESS && !IsValueNeeded(*record, local)) {
+    // The same write, or an older one: then it matters only that the hub's is older.
+    if (local.stamp == stamp) record->content = std::move(local);
+    delivery_.group.records.push_back({key, std::move(record->content), false});
+  } else if (admitted) {
+    delivery_.inParts.emplace(key, std::move(*record));
+  }
+  return Status::SUCCESS;
+}
+
+// The hub deletes a record only when its tombstone has served its time.
+Status Intake::AddRemoval(const std::string& key) {
+  seen_(key, {});
+  Content local;
+  const Status status = context_.replica.Read(key, local);
+  if (status == Status::KEY_NOT_FOUND || (status == Status::SUCCESS && !local.deleted))
+    return Status::SUCCESS;
+  if (status != Status::SUCCESS) return status;
+  if (!delivery_.pending) {
+    PendingKeys& pending = delivery_.pending.emplace(context_.replica);
+    if (const Status refreshed = pending.Refresh(); refreshed != Status::SUCCESS) return refreshed;
+  }
+  // A later delete, which the hub has not heard of yet, may still be needed.
+  if (!delivery_.pending->Has(key, local.stamp)) delivery_.group.removals.push_back({key, local.stamp});
+  return Status::SUCCESS;
+}
+
+void Intake::FetchNext() {
+  if (delivery_.inParts.empty()) return Finish();
+  const auto node = delivery_.inParts.extract(delivery_.inParts.begin());
+  const std::string& key = node.key();
+  const HubRecord& record = node.mapped();
+  std::vector<std::string> parts;
+  for (size_t i = 0; i < CountParts(record.size); ++i) {
+    parts.push_back(context_.keys.Part(key, record.content.stamp, i));
+  }
+  context_.hub.Get(parts, lifetime_.Guard([this, key, record](const RangeAnswer& answer) {
+    if (answer.result != HubResult::kDone) return End(HubResult::kUnavailable);
+    AddFetched(key, record, answer);
+    FetchNext();
+  }));
+}
+
+void Intake::AddFetched(const std::string& key, const HubRecord& record, const RangeAnswer& parts) {
+  Content content = record.content;
+  for (const HubEntry& part : parts.entries) content.value += part.value;
+  // Parts go when a newer record has taken the place of theirs: that one is still to come.
+  if (content.value.size() != record.size || Digest(content.value) != record.digest) return;
+  delivery_.group.records.push_back({key, std::move(content), true});
+}
+
+void Intake::Finish() {
+  // A transaction may have been answered while parts were fetched.
+  delivery_.next.acknowledged = context_.state.acknowledged;
+  delivery_.group.state = Encode(delivery_.next);
+  const bool merged = context_.replica.Merge(delivery_.group) == Status::SUCCESS;
+  if (merged) context_.state = delivery_.next;
+  End(merged ? HubResult::kDone : HubResult::kUnavailable);
+}
+
+// Whoever is told may begin the next delivery at once.
+void Intake::End(HubResult result) {
+  const Finished finished = std::move(delivery_.finished);
+  finished(result);
+}
+
+}  // namespace KORA::DistributedKv::Client::Sync

@@ -1,0 +1,154 @@
+#include "sync/presence.h"
+
+#include <optional>
+#include <utility>
+
+#include "sync/bytes.h"
+#include "sync/layout.h"
+
+namespace KORA::DistributedKv::Client::Sync {
+
+namespace {
+
+std::string Encode(const DeviceDescription& description) {
+  std::string out;
+  AppendBytes(out, description.name);
+  AppendBytes(out, description.type);
+  return out;
+}
+
+std::optional<DeviceDescription> ParseDescription(std::string_view bytes) {
+  ByteReader reader(bytes);
+  DeviceDescription description;
+  description.name = reader.ReadBytes();
+  description.type = reader.ReadBytes();
+  return reader.AtEnd() ? std::optional(std::move(description)) : std::nullopt;
+}
+
+}  // namespace
+
+Presence::Presence(Hub& hub, Timers& timers, PresenceOptions options, Changed changed)
+    : hub_(hub),
+      timers_(timers),
+      options_(std::move(options)),
+      prefix_(PresencePrefix(options_.nameSpace)),
+      changed_(std::move(changed)) {}
+
+void Presence::Start() {
+  Connect();
+}
+
+void Presence::Connect() {
+  hub_.GrantLease(options_.lease, lifetime_.Guard([this](const Hub::LeaseAnswer& answer) {
+    if (answer.result != HubResult::kDone) return Lose();
+    Announce(answer.lease);
+  }));
+}
+
+void Presence::Announce(LeaseId lease) {
+  lease_ = lease;
+  Transaction transaction;
+  transaction.operations.push_back({prefix_ + options_.device, Encode(options_.description), lease});
+  hub_.Commit(std::move(transaction), lifetime_.Guard([this](const TransactionAnswer& answer) {
+    if (answer.result != HubResult::kDone) return Lose();
+    KeepLease();
+    Look();
+  }));
+}
+
+// Three times in its life, so that one that is lost does no harm.
+void Presence::KeepLease() {
+  timers_.After(options_.lease / 3, lifetime_.Guard([this] {
+    hub_.KeepLease(lease_, lifetime_.Guard([this](const Hub::LeaseAnswer& answer) {
+      if (answer.result != HubResult::kDone || answer.remaining == 0) return Lose();
+      KeepLease();
+    }));
+  }));
+}
+
+void Presence::Look() {
+  const KeyRange range = RangeOfPrefix(prefix_);
+  hub_.Range({range.begin, range.end}, lifetime_.Guard([this, range](const RangeAnswer& answer) {
+    if (answer.result != HubResult::kDone) return Lose();
+    lost_ = false;
+    contact_.Renew();
+    TakeAll(answer);
+    seen_ = answer.revision;
+    watch_ = hub_.StartWatch(range.begin, range.end, seen_ + 1, *this);
+  }));
+}
+
+void Presence::TakeAll(const RangeAnswer& answer) {
+  std::map<std::string, DeviceDescription> gone = online_;
+  for (const HubEntry& entry : answer.entries) {
+    const auto description = ParseDescription(entry.value);
+    if (!description) continue;
+    const std::string device = entry.key.substr(prefix_.size());
+    gone.erase(device);
+    Set(device, *description);
+  }
+  for (const auto& [device, description] : gone) Remove(device);
+}
+
+void Presence::OnEvents(std::vector<HubEvent> events) {
+  for (const HubEvent& event : events) {
+    if (event.revision < seen_) continue;
+    seen_ = event.revision;
+    const std::string device = event.key.substr(prefix_.size());
+    if (device == options_.device) {
+      // A lease that ran out unnoticed: this device is there all the same.
+      if (!event.value) return Lose();
+      continue;
+    }
+    const auto description = event.value ? ParseDescription(*event.value) : std::nullopt;
+    if (description) {
+      Set(device, *description);
+    } else {
+      Remove(device);
+    }
+  }
+}
+
+void Presence::OnEnd(HubResult /*reason*/) {
+  Lose();
+}
+
+void Presence::Set(const std::string& device, const DeviceDescription& description) {
+  if (device == options_.device) return;
+  known_[device] = description;
+  const auto [entry, added] = online_.emplace(device, description);
+  if (!added && entry->second == description) return;
+  entry->second = description;
+  changed_(device, description, true);
+}
+
+void Presence::Remove(const std::string& device) {
+  const auto node = online_.extract(device);
+  if (!node.empty()) changed_(device, node.mapped(), false);
+}
+
+// Begins anew, with a lease of its own: the old entry goes with the old lease, unless it is replaced before.
+void Presence::Lose() {
+  lifetime_.Renew();
+  watch_.reset();
+  timers_.After(options_.backoff, lifetime_.Guard([this] { Connect(); }));
+  if (std::exchange(lost_, true)) return;
+  contact_.Renew();
+  timers_.After(options_.lease, contact_.Guard([this] {
+    while (!online_.empty()) Remove(online_.begin()->first);
+  }));
+}
+
+Whereabouts Presence::Find(const std::string& device) const {
+  if (device == options_.device || online_.count(device) > 0) return Whereabouts::kOnline;
+  return known_.count(device) > 0 ? Whereabouts::kOffline : Whereabouts::kUnknown;
+}
+
+void Presence::Close() {
+  lifetime_.Renew();
+  contact_.Renew();
+  watch_.reset();
+  if (lease_ != 0) hub_.RevokeLease(lease_);
+}
+
+}  // namespace KORA::DistributedKv::Client::Sync

@@ -1,0 +1,80 @@
+// Who is there: each device keeps a leased entry on the hub, and watches those of the others.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sync/directory.h"
+#include "sync/hub.h"
+#include "sync/lifetime.h"
+#include "sync/timers.h"
+
+namespace KORA::DistributedKv::Client::Sync {
+
+struct DeviceDescription {
+  std::string name;
+  std::string type;
+
+  bool operator==(const DeviceDescription& other) const { return name == other.name && type == other.type; }
+};
+
+struct PresenceOptions {
+  std::string nameSpace;
+  std::string device;  // this one
+  DeviceDescription description;
+  Moment lease = 10'000;  // milliseconds until a device that says nothing counts as offline
+  Moment backoff = 500;
+};
+
+// One for each process. All calls, the hub's answers and the timers come on one thread.
+class Presence : public Directory, private WatchListener {
+ public:
+  // A device other than this one has come (true), has gone, or has come under another name or type.
+  using Changed =
+      std::function<void(const std::string& device, const DeviceDescription& description, bool online)>;
+
+  Presence(Hub& hub, Timers& timers, PresenceOptions options, Changed changed);
+
+  void Start();
+  // The others see this device go at once, if the hub can be reached. Nobody is told of anything afterwards.
+  void Close();
+
+  // This device is always online. While the hub can't be reached the others stay as they were seen last, for
+  // as long as a lease lasts; then all are offline.
+  Whereabouts Find(const std::string& device) const override;
+  // The others that are online.
+  const std::map<std::string, DeviceDescription>& Online() const { return online_; }
+
+ private:
+  void OnStarted() override {}
+  void OnEvents(std::vector<HubEvent> events) override;
+  void OnEnd(HubResult reason) override;
+
+  void Connect();
+  void Announce(LeaseId lease);
+  void KeepLease();
+  void Look();
+  void TakeAll(const RangeAnswer& answer);
+  void Set(const std::string& device, const DeviceDescription& description);
+  void Remove(const std::string& device);
+  void Lose();
+
+  Hub& hub_;
+  Timers& timers_;
+  const PresenceOptions options_;
+  const std::string prefix_;
+  Changed changed_;
+  Lifetime lifetime_;  // of the connection
+  Lifetime contact_;   // of the time since the hub was lost
+  bool lost_ = false;
+  LeaseId lease_ = 0;
+  std::unique_ptr<Watch> watch_;
+  Revision seen_ = 0;
+  std::map<std::string, DeviceDescription> online_;
+  std::map<std::string, DeviceDescription> known_;  // those of this run; the ones online too
+};
+
+}  // namespace KORA::DistributedKv::Client::Sync

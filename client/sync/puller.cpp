@@ -1,0 +1,177 @@
+#include "sync/puller.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace KORA::DistributedKv::Client::Sync {
+
+Puller::Puller(Context& context, Owner& owner)
+    : context_(context),
+      owner_(owner),
+      intake_(context, [this](const std::string& key, const Stamp& stamp) { owner_.OnSeen(key, stamp); }) {}
+
+void Puller::Start() {
+  Stop();
+  // Other rules may admit what was passed over.
+  const bool sameRules = context_.state.admission == Describe(context_.options.rules);
+  if (context_.state.position == 0 || !sameRules) return Compare();
+  StartWatch();
+}
+
+void Puller::Stop() {
+  step_ = Step::kIdle;
+  session_.Renew();
+  intake_.Abandon();
+  comparison_.reset();
+  watch_.reset();
+  events_.clear();
+  taking_ = false;
+  goals_.clear();
+}
+
+void Puller::Lose(HubResult reason) {
+  Stop();
+  owner_.OnLost(reason);
+}
+
+void Puller::Compare() {
+  step_ = Step::kComparing;
+  comparison_ = std::make_unique<Comparison>(context_, intake_);
+  comparison_->Start(session_.Guard([this](HubResult result) {
+    if (result != HubResult::kDone) return Lose(result);
+    owner_.OnCompared();
+    StartWatch();
+  }));
+}
+
+void Puller::StartWatch() {
+  step_ = Step::kWatching;
+  const KeyRange range = RangeOfPrefix(context_.keys.State());
+  watch_ = context_.hub.StartWatch(range.begin, range.end, context_.state.position + 1, *this);
+}
+
+void Puller::AskMarkers(Revision revision, Hub::Then<RangeAnswer> then) {
+  const KeyRange range = RangeOfPrefix(context_.keys.Markers());
+  context_.hub.Range({range.begin, range.end, revision}, session_.Guard(std::move(then)));
+}
+
+void Puller::OnStarted() {
+  AskMarkers(context_.state.position, [this](RangeAnswer answer) { Verify(std::move(answer)); });
+}
+
+void Puller::Verify(RangeAnswer answer) {
+  const bool gone = answer.result == HubResult::kCompacted || answer.result == HubResult::kFuture;
+  if (!gone && answer.result != HubResult::kDone) return Lose(answer.result);
+  if (gone || !IsSameMoment(context_.state, ToMarkers(context_.keys, std::move(answer.entries)))) {
+    Stop();
+    return Compare();
+  }
+  step_ = Step::kVerified;
+  Fence([this] { ComeIntoStep(); });
+  TakeAll();
+}
+
+void Puller::ComeIntoStep() {
+  step_ = Step::kInStep;
+  owner_.OnProgress();
+}
+
+void Puller::Fence(std::function<void()> reached) {
+  // What is acknowledged from here on the answer may not show yet.
+  AskMarkers(0, [this, acknowledged = context_.state.acknowledged,
+                 reached = std::move(reached)](RangeAnswer answer) {
+    if (answer.result != HubResult::kDone) return Lose(answer.result);
+    SetGoal(std::move(answer), acknowledged, reached);
+  });
+}
+
+void Puller::SetGoal(RangeAnswer answer, Version acknowledged, std::function<void()> reached) {
+  const Revision seen = answer.revision;
+  const Markers markers = ToMarkers(context_.keys, std::move(answer.entries));
+  // The hub has lost what this device had brought to it, beyond the position.
+  if (NumberOf(markers, context_.options.device) < acknowledged) {
+    Stop();
+    return Compare();
+  }
+  const Revision newest = NewestOf(markers);
+  goals_.push_back({newest, seen, session_.Guard(std::move(reached))});
+  // A watch that brings nothing although there is something is no watch any more.
+  context_.timers.After(context_.options.stallTime, session_.Guard([this, newest] {
+    if (context_.state.position < newest && events_.empty() && !taking_) Lose(HubResult::kUnavailable);
+  }));
+  ReachGoals();
+}
+
+void Puller::ReachGoals() {
+  if (taking_) return;
+  SyncState& state = context_.state;
+  const auto first = std::stable_partition(
+      goals_.begin(), goals_.end(), [&state](const Goal& goal) { return goal.revision > state.position; });
+  const std::vector<Goal> reached(std::make_move_iterator(first), std::make_move_iterator(goals_.end()));
+  if (reached.empty()) return;
+  goals_.erase(first, goals_.end());
+  for (const Goal& goal : reached) state.position = std::max(state.position, goal.seen);
+  state.inStep = context_.replica.NextVersion();
+  Persist();
+  for (const Goal& goal : reached) goal.reached();
+}
+
+// So that a quiet store's position does not fall behind what the hub remembers.
+void Puller::Persist() {
+  Group group;
+  group.state = Encode(context_.state);
+  // A failure costs nothing but the way that the next session has to go again.
+  context_.replica.Merge(group);
+}
+
+void Puller::OnEvents(std::vector<HubEvent> events) {
+  std::move(events.begin(), events.end(), std::back_inserter(events_));
+  if (step_ == Step::kVerified || step_ == Step::kInStep) TakeAll();
+}
+
+void Puller::TakeAll() {
+  if (draining_) return;
+  draining_ = true;
+  while (!taking_ && !events_.empty()) TakeOne();
+  draining_ = false;
+}
+
+// One revision at a time: what one device committed is one change here.
+void Puller::TakeOne() {
+  const Revision revision = events_.front().revision;
+  const auto last = std::find_if(events_.begin(), events_.end(),
+                                 [revision](const HubEvent& event) { return event.revision != revision; });
+  std::vector<HubEvent> delivery(std::make_move_iterator(events_.begin()), std::make_move_iterator(last));
+  events_.erase(events_.begin(), last);
+  if (revision <= context_.state.position) return;
+  SyncState next = context_.state;
+  next.position = revision;
+  taking_ = true;
+  intake_.Take(std::move(delivery), {}, std::move(next), nullptr, session_.Guard([this](HubResult result) {
+    taking_ = false;
+    if (result != HubResult::kDone) return Lose(result);
+    if (context_.state.position == 0) return Restart();
+    ReachGoals();
+    owner_.OnProgress();
+    TakeAll();
+  }));
+}
+
+void Puller::Restart() {
+  Stop();
+  Start();
+}
+
+void Puller::OnEnd(HubResult reason) {
+  if (reason != HubResult::kCompacted) return Lose(reason);
+  Stop();
+  Compare();
+}
+
+Revision Puller::OwnMarker() const {
+  const auto own = context_.state.peers.find(context_.options.device);
+  return own == context_.state.peers.end() ? 0 : own->second.modified;
+}
+
+}  // namespace KORA::DistributedKv::Client::Sync

@@ -1,0 +1,41 @@
+// Keeps the hub from filling up with what nobody needs: ended tombstones, and parts of values that were never
+// completed or have been replaced. Each device does so; who comes late finds nothing left to do.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "sync/context.h"
+#include "sync/lifetime.h"
+#include "sync/marked_writer.h"
+
+namespace KORA::DistributedKv::Client::Sync {
+
+// One round at a time, while the replica is in step. A failure ends the round; the next one begins anew.
+class Upkeep {
+ public:
+  Upkeep(Context& context, MarkedWriter& writer) : context_(context), writer_(writer) {}
+
+  void Run();
+  void Stop();
+
+ private:
+  void AskTombstones();
+  void EndTombstones(const RangeAnswer& answer);
+  void NextTombstones();
+  void AskParts();
+  void JudgeParts(RangeAnswer answer);
+  void DropParts(const std::vector<HubEntry>& parts, const RangeAnswer& records);
+  void End() { running_ = false; }
+
+  Context& context_;
+  MarkedWriter& writer_;
+  Lifetime lifetime_;
+  bool running_ = false;
+  Version now_ = 0;
+  std::string lastTombstone_;  // the caller's key
+  std::string nextPart_;       // the hub's key
+};
+
+}  // namespace KORA::DistributedKv::Client::Sync

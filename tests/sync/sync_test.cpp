@@ -1,0 +1,339 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "sim_hub.h"
+#include "sim_replica.h"
+#include "sync/presence.h"
+#include "sync/store_sync.h"
+
+namespace KORA::DistributedKv::Client::Sync {
+namespace {
+
+constexpr Moment kStart = 1'700'000'000'000;
+
+TEST(HubLayoutTest, Record) {
+  HubRecord record;
+  record.content = {{0x0102030405060708, "dev"}, false, "value"};
+  record.pushed = 0x1112131415161718;
+  const std::string bytes = Encode(record);
+  EXPECT_EQ(bytes, std::string("\x01\x00\x01\x02\x03\x04\x05\x06\x07\x08\x11\x12\x13\x14\x15\x16\x17\x18"
+                               "\x00\x00\x00\x03"
+                               "devvalue",
+                               30));
+  const auto parsed = ParseRecord(bytes);
+  ASSERT_TRUE(parsed);
+  EXPECT_EQ(Judge(parsed->content, record.content), Verdict::kSame);
+  EXPECT_EQ(parsed->pushed, record.pushed);
+
+  for (size_t size = 0; size < 25; ++size) EXPECT_FALSE(ParseRecord(bytes.substr(0, size))) << size;
+  EXPECT_FALSE(ParseRecord("\x02" + bytes.substr(1)));
+  // A version that would bring every clock to its end.
+  EXPECT_FALSE(ParseRecord(bytes.substr(0, 2) + "\xff" + bytes.substr(3)));
+}
+
+TEST(HubLayoutTest, MarkersAndStatesThatAreDamagedAreRefused) {
+  const std::string marker = Encode(Marker{7, 8, -1, {"a", "b"}});
+  ASSERT_TRUE(ParseMarker(marker));
+  EXPECT_EQ(ParseMarker(marker)->labels, (std::vector<std::string>{"a", "b"}));
+  EXPECT_EQ(ParseMarker(marker)->securityLevel, -1);
+  SyncState state;
+  state.position = 5;
+  state.peers["one"] = {marker, 3, 4, 2};
+  const std::string stored = Encode(state);
+  EXPECT_EQ(Encode(*ParseState(stored)), stored);
+  for (size_t size = 1; size < marker.size(); ++size)
+    EXPECT_FALSE(ParseMarker(marker.substr(0, size))) << size;
+  for (size_t cut = 1; cut < 28; ++cut)
+    EXPECT_FALSE(ParseState(stored.substr(0, stored.size() - cut))) << cut;
+  EXPECT_EQ(ParseState("")->position, 0);
+}
+
+TEST(HubLayoutTest, Keys) {
+  const StoreKeys keys("space/app/store/");
+  const Stamp stamp{0xabc, "device"};
+  const std::string part = keys.Part("a/b", stamp, 3);
+  EXPECT_EQ(part, "space/app/store/c/device/0000000000000abc/03/a/b");
+  const auto name = ParsePartKey(keys.Parts(), part);
+  ASSERT_TRUE(name);
+  EXPECT_EQ(name->key, "a/b");
+  EXPECT_EQ(name->stamp, stamp);
+  EXPECT_FALSE(ParsePartKey(keys.Parts(), keys.Parts() + "device/12/a"));
+  EXPECT_EQ(RangeOfPrefix("a\xff").end, "b");
+}
+
+TEST(ConflictTest, TheNewerWinsThenTheGreaterDeviceThenTheBytes) {
+  const Content base{{5, "b"}, false, "v"};
+  EXPECT_EQ(Judge(base, base), Verdict::kSame);
+  for (const Content& winner : {Content{{6, "a"}, true, ""}, Content{{5, "c"}, false, "a"},
+                                Content{{5, "b"}, false, "w"}, Content{{5, "b"}, true, ""}}) {
+    EXPECT_EQ(Judge(base, winner), Verdict::kTake);
+    EXPECT_EQ(Judge(winner, base), Verdict::kKeep);
+  }
+}
+
+// Devices over lines without faults.
+class SyncTest : public testing::Test {
+ protected:
+  struct Device : public Directory {
+    Device(SyncTest& test, const std::string& deviceName, const AdmissionRules& rules, bool continuous = true)
+        : name(deviceName),
+          line(test.hub_, test.schedule_, test.random_),
+          replica(deviceName, [&test] { return kStart + test.schedule_.Now(); }),
+          sync(line, replica, timers, *this, MakeOptions(deviceName, rules, continuous)) {
+      EXPECT_EQ(sync.Start(), Status::SUCCESS);
+    }
+    static StoreSyncOptions MakeOptions(const std::string& deviceName, const AdmissionRules& rules,
+                                        bool continuous) {
+      StoreSyncOptions options;
+      options.root = "space/app/store/";
+      options.device = deviceName;
+      options.rules = rules;
+      options.continuous = continuous;
+      return options;
+    }
+    Whereabouts Find(const std::string& other) const override {
+      if (other == "off") return Whereabouts::kOffline;
+      return other == "nobody" ? Whereabouts::kUnknown : Whereabouts::kOnline;
+    }
+    void Write(const std::vector<SimReplica::Change>& changes) {
+      replica.Write(changes);
+      sync.OnCommit();
+    }
+    // "-": not there or deleted.
+    std::string Get(const std::string& key) const {
+      const auto found = replica.Records().find(key);
+      return found == replica.Records().end() || found->second.deleted ? "-" : found->second.value;
+    }
+
+    const std::string name;
+    Timers timers;
+    SimLine line;
+    SimReplica replica;
+    StoreSync sync;
+  };
+
+  Device& Add(const std::string& name, const AdmissionRules& rules = {}, bool continuous = true) {
+    devices_.push_back(std::make_unique<Device>(*this, name, rules, continuous));
+    Run(1000);
+    return *devices_.back();
+  }
+
+  void Run(Moment milliseconds) {
+    const Moment end = schedule_.Now() + milliseconds;
+    while (schedule_.Now() < end) {
+      Moment next = std::min(end, schedule_.Next());
+      for (const auto& device : devices_) next = std::min(next, device->timers.Next().value_or(end));
+      if (presenceTimers_.Next()) next = std::min(next, *presenceTimers_.Next());
+      schedule_.Step(std::max(next, schedule_.Now()));
+      for (const auto& device : devices_) device->timers.Advance(schedule_.Now());
+      presenceTimers_.Advance(schedule_.Now());
+    }
+  }
+
+  static AdmissionRules Labels(const std::set<std::string>& local, const std::set<std::string>& remote) {
+    AdmissionRules rules;
+    rules.labels = true;
+    rules.local = local;
+    rules.remote = remote;
+    return rules;
+  }
+
+  Schedule schedule_;
+  Random random_{1};
+  SimHub hub_{schedule_};
+  std::vector<std::unique_ptr<Device>> devices_;
+  Timers presenceTimers_;
+};
+
+TEST_F(SyncTest, LargeValuesTravelInPartsThatGoWithThem) {
+  Device& one = Add("one");
+  Device& two = Add("two");
+  std::string value(4 * kPartSize, 'x');
+  value += "end";
+  one.Write({{"small", "s"}, {"large", value}, {"other", value + "2"}});
+  Run(2000);
+  EXPECT_EQ(two.Get("small"), "s");
+  EXPECT_TRUE(two.Get("large") == value);
+  EXPECT_TRUE(two.Get("other") == value + "2");
+
+  one.Write({{"large", "short"}, {"other", std::nullopt}});
+  Run(Moment{20} * 3600 * 1000);
+  EXPECT_EQ(two.Get("large"), "short");
+  const KeyRange parts = RangeOfPrefix(StoreKeys("space/app/store/").Parts());
+  EXPECT_EQ(hub_.Range({parts.begin, parts.end}).entries.size(), 0U);
+}
+
+TEST_F(SyncTest, ACommitLargerThanATransactionArrivesWhole) {
+  Device& one = Add("one");
+  Device& two = Add("two");
+  std::vector<SimReplica::Change> changes;
+  for (size_t i = 0; i < 3 * kMaxOperations; ++i) changes.emplace_back("key" + std::to_string(i), "v");
+  for (size_t i = 0; i < 40; ++i)
+    changes.emplace_back("wide" + std::to_string(i), std::string(kInlineSize, 'w'));
+  one.Write(changes);
+  Run(5000);
+  EXPECT_EQ(two.replica.Records().size(), changes.size());
+}
+
+TEST_F(SyncTest, LabelsAndSecurityLevelsRestrictWhoseDataIsTaken) {
+  AdmissionRules secret;
+  secret.securityLevel = 3;
+  Device& plain = Add("plain");
+  Device& red = Add("red", Labels({"red"}, {"blue"}));
+  Device& blue = Add("blue", Labels({"blue"}, {"red"}));
+  Device& high = Add("high", secret);
+  for (Device* device : {&plain, &red, &blue, &high}) device->Write({{device->name, device->name}});
+  Run(3000);
+  const auto has = [](const Device& device) {
+    return device.Get("plain") + " " + device.Get("red") + " " + device.Get("blue") + " " +
+           device.Get("high");
+  };
+  EXPECT_EQ(has(plain), "plain red blue -");
+  EXPECT_EQ(has(red), "- red blue -");
+  EXPECT_EQ(has(blue), "- red blue -");
+  EXPECT_EQ(has(high), "plain red blue high");
+
+  // What was passed over comes when the rules allow it.
+  red.sync.SetRules({});
+  plain.sync.SetRules(Labels({"red"}, {"blue"}));
+  Run(3000);
+  EXPECT_EQ(has(red), "plain red blue -");
+  EXPECT_EQ(has(blue), "plain red blue -");
+  // Red bears no label any more.
+  red.Write({{"red", "again"}});
+  Run(3000);
+  EXPECT_EQ(has(plain), "plain red blue -");
+  EXPECT_EQ(has(blue), "plain red blue -");
+}
+
+TEST_F(SyncTest, RemovedDataComesBackOnlyWhenItsDeviceWritesAgain) {
+  Device& one = Add("one");
+  Device& two = Add("two");
+  two.Write({{"a", "1"}, {"b", "1"}});
+  one.Write({{"c", "mine"}});
+  Run(1000);
+  EXPECT_EQ(one.sync.RemoveDeviceData("one"), Status::INVALID_ARGUMENT);
+  EXPECT_EQ(one.sync.RemoveDeviceData(""), Status::SUCCESS);
+  EXPECT_EQ(one.Get("a") + one.Get("b") + one.Get("c"), "--mine");
+  hub_.Compact(hub_.Newest());
+  one.line.SetUp(false);
+  Run(100'000);
+  one.line.SetUp(true);
+  Run(100'000);
+  EXPECT_EQ(one.Get("a") + one.Get("b") + one.Get("c"), "--mine");
+  two.Write({{"b", "2"}});
+  Run(1000);
+  EXPECT_EQ(one.Get("a") + one.Get("b") + two.Get("c"), "-2mine");
+}
+
+TEST_F(SyncTest, AnHourOfWrongTimeDoesNoLastingHarm) {
+  Device& one = Add("one");
+  Device& two = Add("two");
+  // As a clock that is an hour ahead would have written it.
+  Group ahead;
+  ahead.newest = ToVersion(kStart + 3'600'000);
+  ahead.state = one.replica.State();
+  ASSERT_EQ(one.replica.Merge(ahead), Status::SUCCESS);
+  one.Write({{"key", "ahead"}});
+  Run(1000);
+  two.Write({{"key", "right"}});
+  Run(1000);
+  EXPECT_EQ(one.Get("key"), "right");
+}
+
+// What a call was answered, as text.
+std::string ToText(const SyncResults& results) {
+  std::string text;
+  for (const auto& [device, result] : results) text += device + ":" + NameOf(result) + " ";
+  return text;
+}
+
+TEST_F(SyncTest, CallsAreMergedAndEachIsAnsweredOnce) {
+  Device& one = Add("one", {}, false);
+  Add("two");
+  one.replica.Write({{"key", "v"}});
+  std::vector<std::string> answers;
+  const auto note = [&](const SyncResults& results) {
+    answers.push_back(std::to_string(schedule_.Now() / 1000) + "s " + ToText(results));
+  };
+  const Moment start = schedule_.Now() / 1000;
+  one.sync.Sync({"two", "two", "off", "nobody"}, SyncMode::kPush, 10'000, 5000, note);
+  one.sync.Sync({"two"}, SyncMode::kPull, 3000, 5000, note);
+  Run(2000);
+  EXPECT_TRUE(answers.empty());
+  Run(3000);
+  const std::string at = std::to_string(start + 3) + "s ";
+  EXPECT_EQ(answers,
+            (std::vector<std::string>{at + "nobody:unknown device off:offline two:done ", at + "two:done "}));
+  EXPECT_EQ(devices_[1]->Get("key"), "v");
+  Run(20'000);
+  EXPECT_EQ(answers.size(), 2U);
+}
+
+TEST_F(SyncTest, CallsThatFailSayWhy) {
+  struct Case {
+    const char* name;
+    std::function<void(Device&)> spoil;
+    Moment timeout;
+    std::string answer;
+  };
+  const std::vector<Case> cases = {
+      {"nothing", [](Device&) {}, 60'000, "two:done "},
+      {"line down", [](Device& device) { device.line.SetUp(false); }, 60'000, "two:hub unavailable "},
+      {"too slow", [](Device& device) { device.line.Faults().delay = 60'000; }, 10, "two:time-out "},
+      {"full", [this](Device&) { hub_.SetFull(true); }, 60'000, "two:full "},
+      {"closed", [](Device& device) { device.sync.Close(); }, 60'000, "two:closed "},
+  };
+  for (const Case& each : cases) {
+    hub_.SetFull(false);
+    Device& device = Add(std::string("device ") + each.name, {}, false);
+    device.replica.Write({{"key", each.name}});
+    std::vector<std::string> answers;
+    device.sync.Sync({"two"}, SyncMode::kPushPull, 0, each.timeout,
+                     [&](const SyncResults& results) { answers.push_back(ToText(results)); });
+    each.spoil(device);
+    Run(70'000);
+    EXPECT_EQ(answers, std::vector<std::string>{each.answer}) << each.name;
+  }
+}
+
+TEST_F(SyncTest, PresenceFollowsLeases) {
+  std::string seen;
+  SimLine oneLine(hub_, schedule_, random_);
+  SimLine twoLine(hub_, schedule_, random_);
+  const auto options = [](const std::string& device) {
+    return PresenceOptions{"space", device, {"name of " + device, "test"}};
+  };
+  Presence one(oneLine, presenceTimers_, options("one"),
+               [&](const std::string& device, const DeviceDescription& description, bool online) {
+                 seen += (online ? "+" : "-") + device + "(" + description.name + ") ";
+               });
+  const auto two = std::make_unique<Presence>(twoLine, presenceTimers_, options("two"), [](auto&&...) {});
+  one.Start();
+  two->Start();
+  Run(30'000);
+  EXPECT_EQ(seen, "+two(name of two) ");
+  EXPECT_EQ(one.Find("one"), Whereabouts::kOnline);
+  EXPECT_EQ(one.Find("nobody"), Whereabouts::kUnknown);
+
+  twoLine.SetUp(false);
+  Run(6000);
+  EXPECT_EQ(two->Find("one"), Whereabouts::kOnline) << "for as long as a lease lasts";
+  Run(20'000);
+  EXPECT_EQ(seen, "+two(name of two) -two(name of two) ");
+  EXPECT_EQ(one.Find("two"), Whereabouts::kOffline);
+  EXPECT_EQ(two->Find("one"), Whereabouts::kOffline);
+
+  twoLine.SetUp(true);
+  Run(5000);
+  EXPECT_EQ(one.Find("two"), Whereabouts::kOnline);
+  EXPECT_EQ(two->Find("one"), Whereabouts::kOnline);
+  two->Close();
+  Run(1000);
+  EXPECT_EQ(one.Find("two"), Whereabouts::kOffline);
+  one.Close();
+}
+
+}  // namespace
+}  // namespace KORA::DistributedKv::Client::Sync
