@@ -3,9 +3,9 @@
 #include <rocksdb/env.h>
 #include <rocksdb/utilities/backup_engine.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "common/files.h"
 #include "common/log.h"
@@ -20,10 +20,6 @@ Status Failed(const rocksdb::Status& status, const char* action, const std::file
   __android_log_print(KORA_LOG_ERROR, kLogTag, "%s %s failed: %s", action, folder.c_str(),
                       status.ToString().c_str());
   return Status::DB_ERROR;
-}
-
-BackupInfo ToInfo(const rocksdb::BackupInfo& info) {
-  return {info.backup_id, info.timestamp, info.size};
 }
 
 }  // namespace
@@ -59,27 +55,7 @@ bool HasBackups(const std::filesystem::path& folder) {
   return !error && entry != std::filesystem::directory_iterator();
 }
 
-Status ListBackups(const BackupPlace& place, std::vector<BackupInfo>& backups) {
-  if (!HasBackups(place.folder)) return Status::SUCCESS;
-  RocksBackups all(place);
-  if (const rocksdb::Status status = all.Open(); !status.ok())
-    return Failed(status, "opening backups", place.folder);
-  std::vector<rocksdb::BackupInfo> found;
-  all->GetBackupInfo(&found);
-  std::transform(found.begin(), found.end(), std::back_inserter(backups), ToInfo);
-  return Status::SUCCESS;
-}
-
-Status VerifyBackup(const BackupPlace& place, uint32_t number) {
-  RocksBackups all(place);
-  rocksdb::Status status = all.Open();
-  if (status.ok()) status = all->VerifyBackup(number, true);
-  if (status.IsNotFound()) return Status::KEY_NOT_FOUND;
-  return status.ok() ? Status::SUCCESS : Failed(status, "verifying a backup in", place.folder);
-}
-
-Status RestoreBackup(const BackupPlace& place, uint32_t number, const std::filesystem::path& target,
-                     BackupInfo& restored) {
+Status RestoreBackup(const BackupPlace& place, const std::filesystem::path& target, int64_t& time) {
   if (!HasBackups(place.folder)) return Status::RECOVER_FAILED;
   RocksBackups all(place);
   if (const rocksdb::Status status = all.Open(); !status.ok())
@@ -87,10 +63,9 @@ Status RestoreBackup(const BackupPlace& place, uint32_t number, const std::files
   std::vector<rocksdb::BackupInfo> found;
   all->GetBackupInfo(&found);
   for (auto backup = found.rbegin(); backup != found.rend(); ++backup) {
-    if (number != 0 && backup->backup_id != number) continue;
     rocksdb::Status status = all->RestoreDBFromBackup(backup->backup_id, target.string(), target.string());
     if (status.ok()) {
-      restored = ToInfo(*backup);
+      time = backup->timestamp;
       return Status::SUCCESS;
     }
     Failed(status, "restoring a backup from", place.folder);

@@ -7,7 +7,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <vector>
 
 #include "common/crypto.h"
 #include "contract/status.h"
@@ -19,24 +18,11 @@ struct BackupPlace {
   const SecretKey* key = nullptr;  // borrowed for each call; null: not encrypted
 };
 
-struct BackupInfo {
-  uint32_t number = 0;  // grows with each backup
-  int64_t time = 0;     // seconds since 1970 UTC
-  uint64_t bytes = 0;   // of the files that make it up, also where other backups share them
-};
-
 // Whether there may be backups; looks at names alone.
 bool HasBackups(const std::filesystem::path& folder);
 
-// The backups that are complete, from the oldest to the newest. SUCCESS or DB_ERROR.
-Status ListBackups(const BackupPlace& place, std::vector<BackupInfo>& backups);
-
-// Reads a backup and compares its checksums. SUCCESS; KEY_NOT_FOUND: there is none of this number; DB_ERROR.
-Status VerifyBackup(const BackupPlace& place, uint32_t number);
-
-// Puts the newest backup that is whole, or that of `number` if it is not 0, into `target`, whose files it
-// replaces. SUCCESS; RECOVER_FAILED: none is whole; DB_ERROR: it failed for another reason.
-Status RestoreBackup(const BackupPlace& place, uint32_t number, const std::filesystem::path& target,
-                     BackupInfo& restored);
+// Puts the newest backup that is whole into `target`, whose files it replaces; `time` is when it was made, in
+// seconds since 1970 UTC. SUCCESS; RECOVER_FAILED: none is whole; DB_ERROR: it failed for another reason.
+Status RestoreBackup(const BackupPlace& place, const std::filesystem::path& target, int64_t& time);
 
 }  // namespace KORA::DistributedKv::Client

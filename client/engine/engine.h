@@ -104,8 +104,6 @@ class Engine : public View {
   virtual void Fail() = 0;
   // Makes a backup, unless the newest one has all that was committed. DB_ERROR also for an engine without.
   virtual Status Backup() = 0;
-  // Reads all files and compares their checksums.
-  virtual Status Verify() = 0;
 };
 
 // Whether reading has found damage in the database of this folder since it was created or restored.

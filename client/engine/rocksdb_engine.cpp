@@ -334,12 +334,6 @@ class RocksEngine : public Engine {
     return status;
   }
 
-  Status Verify() override {
-    rocksdb::Status status = (*database_)->VerifyFileChecksums({});
-    if (status.ok()) status = (*database_)->VerifyChecksum();
-    return database_->Answer(status, "verifying");
-  }
-
  private:
   RocksState Newest() const { return {*database_, nullptr, nullptr}; }
 

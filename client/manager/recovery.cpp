@@ -29,8 +29,7 @@ std::string ToText(int64_t seconds) {
   return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S UTC", &parts)};
 }
 
-Status FillFrom(const fs::path& backups, const StoreRecord& record, uint32_t number, const fs::path& target,
-                BackupInfo& restored) {
+Status FillFrom(const fs::path& backups, const StoreRecord& record, const fs::path& target, int64_t& time) {
   const Settings* settings = nullptr;
   Status status = FindSettings(settings);
   SecretKey key;
@@ -38,7 +37,7 @@ Status FillFrom(const fs::path& backups, const StoreRecord& record, uint32_t num
     status = UnwrapStoreKey(*settings, record.wrappedKey, key);
   if (status != Status::SUCCESS) return status;
   const BackupPlace place{backups, record.traits.encrypted ? &key : nullptr};
-  status = RestoreBackup(place, number, target, restored);
+  status = RestoreBackup(place, target, time);
   return status == Status::SUCCESS ? WriteRecord(target, record) : status;
 }
 
@@ -75,7 +74,7 @@ Status FindRecord(const fs::path& store, StoreRecord& record) {
   return status == Status::STORE_NOT_FOUND ? Status::RECOVER_FAILED : status;
 }
 
-Status RestoreStore(const fs::path& store, const StoreRecord& record, uint32_t number) {
+Status RestoreStore(const fs::path& store, const StoreRecord& record) {
   const fs::path backups = BackupsOf(store);
   const fs::path restoring = backups / "restoring";
   if (!HasBackups(backups)) return Status::RECOVER_FAILED;
@@ -87,8 +86,8 @@ Status RestoreStore(const fs::path& store, const StoreRecord& record, uint32_t n
   if (!error) error = MakePrivateFolders(restoring);
   if (error) return Failed(restoring, "make the folder", error);
 
-  BackupInfo restored;
-  Status status = FillFrom(backups, record, number, restoring, restored);
+  int64_t time = 0;
+  Status status = FillFrom(backups, record, restoring, time);
   if (status == Status::SUCCESS) status = PutInPlace(restoring, store, backups / "damaged");
   if (status != Status::SUCCESS) {
     fs::remove_all(restoring, error);
@@ -98,7 +97,7 @@ Status RestoreStore(const fs::path& store, const StoreRecord& record, uint32_t n
       KORA_LOG_WARN, kLogTag,
       "%s is restored from the backup of %s; what was written later is lost; the former files "
       "are in %s",
-      store.c_str(), ToText(restored.time).c_str(), (backups / "damaged").c_str());
+      store.c_str(), ToText(time).c_str(), (backups / "damaged").c_str());
   return Status::SUCCESS;
 }
 

@@ -6,15 +6,12 @@
 //   damaged    the folder in whose place the last restored one was put
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
 
 #include "contract/status.h"
 #include "manager/store_folder.h"
 
 namespace KORA::DistributedKv::Client {
-
-inline constexpr uint32_t kNewestBackup = 0;
 
 std::filesystem::path BackupsOf(const std::filesystem::path& store);
 
@@ -26,10 +23,10 @@ Status PrepareBackups(const std::filesystem::path& store, const StoreRecord& rec
 // The store's record or, where that is damaged or lost, its copy. SUCCESS, RECOVER_FAILED, DB_ERROR.
 Status FindRecord(const std::filesystem::path& store, StoreRecord& record);
 
-// Puts a backup in the store's place, the newest that is whole or that of a number, and keeps the store's
-// former folder aside. SUCCESS; RECOVER_FAILED: no backup serves, and all is as it was; DB_ERROR. What a
-// crash cuts off in the middle can be done again.
-Status RestoreStore(const std::filesystem::path& store, const StoreRecord& record, uint32_t number);
+// Puts the newest backup that is whole in the store's place and keeps the store's former folder aside.
+// SUCCESS; RECOVER_FAILED: no backup serves, and all is as it was; DB_ERROR. What a crash cuts off in the
+// middle can be done again.
+Status RestoreStore(const std::filesystem::path& store, const StoreRecord& record);
 
 Status RemoveBackups(const std::filesystem::path& store);
 

@@ -260,7 +260,7 @@ Status StoreRegistry::Recover(const std::filesystem::path& path, const StoreTrai
   StoreRecord record;
   Status status = FindRecord(path, record);
   if (status == Status::SUCCESS) status = CheckTraits(record.traits, wanted);
-  if (status == Status::SUCCESS) status = RestoreStore(path, record, kNewestBackup);
+  if (status == Status::SUCCESS) status = RestoreStore(path, record);
   return status == Status::SUCCESS ? Status::RECOVER_SUCCESS : status;
 }
 

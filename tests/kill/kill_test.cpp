@@ -5,7 +5,8 @@
 // acknowledged operations make of an empty store. The one operation that may have been under way counts as a
 // whole or not at all.
 //
-// --protected 1: the store is encrypted and backed up every second, so that backups are cut off too.
+// --protected 1: the store is encrypted and backed up every second, so that backups are cut off too, and has
+// a schema with an index, which must find what the records say.
 //
 // All operations follow from the seed and their number, so that both sides know them without telling each
 // other.
@@ -37,6 +38,8 @@ namespace {
 using Model = std::map<std::string, std::string>;
 using Number = uint64_t;  // of an operation; the first is 1
 
+bool g_protected = false;
+
 [[noreturn]] void Fail(const std::string& what) {
   std::fprintf(stderr, "FAILED: %s\n", what.c_str());
   std::exit(1);
@@ -44,6 +47,20 @@ using Number = uint64_t;  // of an operation; the first is 1
 
 Blob ToBlob(const std::string& text) {
   return Blob(std::vector<uint8_t>(text.begin(), text.end()));
+}
+
+constexpr int kGroups = 7;
+constexpr const char* kSchema =
+    R"({"fields": [{"field": "group", "type": "int"}, {"field": "text", "type": "string"}], "indexes": ["group"]})";
+
+// How the documents of a group begin: with the type of a text.
+std::string HeadOfGroup(int group) {
+  return "\x01{\"group\":" + std::to_string(group) + ",";
+}
+
+std::string ToValue(Number number, const std::string& text) {
+  if (!g_protected) return text;
+  return HeadOfGroup(static_cast<int>(number % kGroups)) + "\"text\":\"" + text + "\"}";
 }
 
 // One write of an operation; no value: a deletion.
@@ -73,9 +90,9 @@ Operation OperationOf(uint64_t seed, Number number) {
     const bool deletes = operation.kind == Kind::kDelete || operation.kind == Kind::kDeleteBatch ||
                          (!single && operation.kind != Kind::kPutBatch && random() % 3 == 0);
     if (!deletes) {
-      write.value = std::to_string(number) + "/" + std::to_string(i) + "/";
-      write.value->append(random() % 20 == 0 ? 60'000 : random() % 600,
-                          static_cast<char>('a' + random() % 26));
+      std::string text = std::to_string(number) + "/" + std::to_string(i) + "/";
+      text.append(random() % 20 == 0 ? 60'000 : random() % 600, static_cast<char>('a' + random() % 26));
+      write.value = ToValue(number, text);
     }
     operation.writes.push_back(std::move(write));
   }
@@ -133,12 +150,12 @@ Status Do(const Operation& operation, SingleKvStore& store) {
 }
 
 const AppId kApp{"kill"};
-bool g_protected = false;
 
 std::unique_ptr<SingleKvStore> Open(DistributedKvDataManager& manager, const std::string& storeId) {
   Options options;
   options.createIfMissing = true;
   options.encrypt = options.backup = g_protected;
+  if (g_protected && storeId == "store") options.schema = kSchema;
   std::unique_ptr<SingleKvStore> opened;
   manager.GetSingleKvStore(
       options, kApp, {storeId}, [&](Status status, std::unique_ptr<SingleKvStore> store) {
@@ -252,12 +269,32 @@ class KillTest {
   }
 
   Model Read() {
+    const std::unique_ptr<SingleKvStore> store = Open(manager_, "store");
     std::vector<Entry> entries;
-    if (Open(manager_, "store")->GetEntries(Blob(), entries) != Status::SUCCESS)
-      Fail("cannot read the store");
-    Model found;
-    for (const Entry& entry : entries) found.emplace(entry.key.ToString(), entry.value.ToString());
+    if (store->GetEntries(Blob(), entries) != Status::SUCCESS) Fail("cannot read the store");
+    const Model found = ToModel(entries);
+    if (g_protected && ReadByIndex(*store) != found) Fail("the index differs from the records");
     return found;
+  }
+
+  static Model ToModel(const std::vector<Entry>& entries) {
+    Model model;
+    for (const Entry& entry : entries) model.emplace(entry.key.ToString(), entry.value.ToString());
+    return model;
+  }
+
+  static Model ReadByIndex(SingleKvStore& store) {
+    Model all;
+    for (int group = 0; group < kGroups; ++group) {
+      std::vector<Entry> entries;
+      const std::string query = R"({"where": {"field": "group", "eq": )" + std::to_string(group) + "}}";
+      if (store.GetEntriesWithQuery(query, entries) != Status::SUCCESS) Fail("cannot query the store");
+      for (const auto& [key, value] : ToModel(entries)) {
+        if (value.rfind(HeadOfGroup(group), 0) != 0) Fail("the index found a document of another group");
+        all.emplace(key, value);
+      }
+    }
+    return all;
   }
 
   std::string Difference(const Model& found) const {
