@@ -13,10 +13,15 @@ import java.util.concurrent.BlockingQueue;
 import java.util.concurrent.LinkedBlockingQueue;
 import java.util.concurrent.TimeUnit;
 import kora.data.distributed.common.ChangeNotification;
+import kora.data.distributed.common.Condition;
 import kora.data.distributed.common.Entry;
+import kora.data.distributed.common.FieldType;
 import kora.data.distributed.common.KvManager;
 import kora.data.distributed.common.KvManagerFactory;
 import kora.data.distributed.common.KvStoreResultSet;
+import kora.data.distributed.common.Options;
+import kora.data.distributed.common.Query;
+import kora.data.distributed.common.Schema;
 import kora.data.distributed.common.SubscribeType;
 import kora.data.distributed.common.Subscription;
 import kora.data.distributed.common.Value;
@@ -52,9 +57,7 @@ final class UnicodeNames {
     System.out.printf(Locale.ROOT, "%s: %,d records%n", file, demo.characters.size());
     demo.warmUp();
     try (KvManager manager = KvManagerFactory.create("unicode-names")) {
-      if (manager.storeIds().contains(STORE)) {
-        manager.deleteStore(STORE);
-      }
+      manager.storeIds().forEach(manager::deleteStore);
       try (SingleKvStore store = manager.openSingle(STORE)) {
         demo.importAll(store);
         demo.readAtRandom(store);
@@ -67,6 +70,7 @@ final class UnicodeNames {
         demo.verify(reopened);
       }
       demo.readSnapshot(manager);
+      demo.queryDocuments(manager);
     }
   }
 
@@ -188,6 +192,34 @@ final class UnicodeNames {
       try (KvStoreSnapshot now = store.snapshot()) {
         check(now.getKeys("").isEmpty(), "the store is not empty");
       }
+    }
+  }
+
+  /** The characters as documents with an index: the query finds what a loop over the file finds. */
+  private void queryDocuments(KvManager manager) {
+    Schema schema = Schema.builder().mandatory("name", FieldType.STRING).mandatory("category", FieldType.STRING)
+        .mandatory("code", FieldType.INT).index("category", "code").build();
+    List<Entry> documents = new ArrayList<>();
+    List<String> wanted = new ArrayList<>();
+    characters.forEach((codePoint, record) -> {
+      String[] fields = record.split(";");
+      int code = Integer.parseInt(codePoint, 16);
+      documents.add(new Entry(codePoint, Value.ofString(
+          "{\"name\":\"" + fields[0] + "\",\"category\":\"" + fields[1] + "\",\"code\":" + code + "}")));
+      if (fields[1].equals("Sc") && code >= 0x20A0) {
+        wanted.add(codePoint);
+      }
+    });
+    try (SingleKvStore store = manager.openSingle("documents", Options.builder().schema(schema).build())) {
+      store.putBatch(documents);
+      Query currencies = Query.builder()
+          .where(Condition.and(Condition.field("category").equalTo("Sc"), Condition.field("code").atLeast(0x20A0)))
+          .orderBy("code").build();
+      store.getCount(currencies);
+      Stopwatch watch = new Stopwatch();
+      List<Entry> found = store.getEntries(currencies);
+      watch.report("queried: currency signs from U+20A0 on", found.size(), "records");
+      check(keys(found).equals(wanted), "the query found " + keys(found) + " instead of " + wanted);
     }
   }
 
