@@ -86,9 +86,13 @@ class SortedRows : public Rows {
   Bytes Place() const override { return {reinterpret_cast<const char*>(&at_), sizeof at_}; }
   Status Read(Entry& entry) const override {
     const std::string& key = matches_[at_].second;
-    return source_.view->Get(RecordKey(key), [&](Bytes stored) {
-      if (const std::optional<Record> record = ParseRecord(stored)) entry = ToEntry(key, record->value);
+    bool damaged = false;
+    const Status status = source_.view->Get(RecordKey(key), [&](Bytes stored) {
+      const std::optional<Record> record = ParseRecord(stored);
+      damaged = !record;
+      if (record) entry = ToEntry(key, record->value);
     });
+    return damaged ? Status::DB_ERROR : status;
   }
   Status Result() const override { return Status::SUCCESS; }
 

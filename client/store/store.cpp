@@ -215,8 +215,11 @@ Status Store::WriteToTransaction(size_t bytes, Fill fill) {
     EndTransaction();
     throw;
   }
-  if (status != Status::SUCCESS) EndTransaction();
-  transactionBytes_ += bytes;
+  if (status == Status::SUCCESS) {
+    transactionBytes_ += bytes;
+  } else {
+    EndTransaction();
+  }
   return status;
 }
 

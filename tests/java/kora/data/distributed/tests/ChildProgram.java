@@ -46,6 +46,9 @@ public final class ChildProgram {
       case "limited":
         limited(Integer.parseInt(arguments[1]));
         break;
+      case "access":
+        access(Boolean.parseBoolean(arguments[1]));
+        break;
       case "configure":
         configure(arguments[1]);
         break;
@@ -150,6 +153,17 @@ public final class ChildProgram {
       }
       store.rollback();
       System.out.println("named " + manager.localDevice().getName().codePointCount(0, 7));
+    }
+  }
+
+  /** Reads a value, prints it and writes another. */
+  private static void access(boolean readOnly) {
+    StoreClient.configure(StoreClientSettings.builder().readOnly(readOnly).build());
+    try (KvManager manager = KvManagerFactory.create("child"); SingleKvStore store = manager.openSingle("store")) {
+      System.out.println("read " + store.findInt("key").orElse(0));
+      store.putInt("key", 1);
+    } catch (KvStoreException refusal) {
+      System.out.println("refused " + refusal.getErrorCode());
     }
   }
 

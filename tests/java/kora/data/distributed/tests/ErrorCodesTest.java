@@ -48,12 +48,9 @@ class ErrorCodesTest {
   void thePageIsComplete() throws Exception {
     List<String> codes = new ArrayList<>();
     for (String line : Files.readAllLines(Path.of(System.getProperty("kora.docs"), "errors.md"))) {
-      Matcher row = Pattern.compile("\\| `([A-Z_]+)` \\| .+ \\| (?:`(\\w+)\\.(\\w+)`|none) \\|").matcher(line);
+      Matcher row = Pattern.compile("\\| `([A-Z_]+)` \\| .+ \\| `(\\w+)\\.(\\w+)` \\|").matcher(line);
       if (row.matches()) {
         codes.add(row.group(1));
-        if (row.group(2) == null) {
-          continue;
-        }
         Class<?> tests = Class.forName(getClass().getPackageName() + "." + row.group(2));
         assertTrue(Arrays.stream(tests.getDeclaredMethods()).anyMatch(method -> method.getName().equals(row.group(3))),
             line);

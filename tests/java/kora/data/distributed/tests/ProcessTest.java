@@ -109,6 +109,16 @@ class ProcessTest {
     assertTrue(child.output.contains("named 6"), child.output);
   }
 
+  @Test
+  void aStoreThatIsOnlyReadRefusesWrites() throws Exception {
+    Child writer = run(List.of(LIBRARIES, CHECKED), "access", "false");
+    assumeTrue(!writer.output.contains("NOT_SUPPORT"), "this client has no settings");
+    assertTrue(writer.output.contains("read 0"), writer.output);
+    Child reader = run(List.of(LIBRARIES, CHECKED), "access", "true");
+    assertTrue(reader.output.contains("read 1"), reader.output);
+    assertTrue(reader.output.contains("refused READ_ONLY"), reader.output);
+  }
+
   private Child run(List<String> options, String... arguments) throws IOException, InterruptedException {
     List<String> command = new ArrayList<>(List.of(System.getProperty("java.home") + "/bin/java", "-ea"));
     command.addAll(options);
