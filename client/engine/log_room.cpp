@@ -36,7 +36,7 @@ class LogFile : public rocksdb::FSWritableFileOwnerWrapper {
   }
 
   // Under the room's mutex. Where the file system allocates nothing in advance, the write itself will tell.
-  rocksdb::IOStatus Allocate(uint64_t bytes) {
+  rocksdb::IOStatus Reserve(uint64_t bytes) {
     const uint64_t wanted = end_ + bytes + bytes / kShareOfHeaders + kSlack;
     if (wanted <= allocated_) return rocksdb::IOStatus::OK();
     rocksdb::IOStatus status =
@@ -62,14 +62,14 @@ class LogFile : public rocksdb::FSWritableFileOwnerWrapper {
 rocksdb::IOStatus LogRoom::Reserve(uint64_t bytes) {
   const std::lock_guard<std::mutex> lock(mutex_);
   wanted_ = bytes;
-  return log_ == nullptr ? rocksdb::IOStatus::OK() : log_->Allocate(bytes);
+  return log_ == nullptr ? rocksdb::IOStatus::OK() : log_->Reserve(bytes);
 }
 
 rocksdb::IOStatus LogRoom::Wrap(std::unique_ptr<rocksdb::FSWritableFile>* file) {
   auto log = std::make_unique<LogFile>(std::move(*file), *this);
   const std::lock_guard<std::mutex> lock(mutex_);
   log_ = log.get();
-  rocksdb::IOStatus status = log->Allocate(wanted_);
+  rocksdb::IOStatus status = log->Reserve(wanted_);
   *file = std::move(log);
   return status;
 }
