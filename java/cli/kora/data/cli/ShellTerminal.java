@@ -53,7 +53,7 @@ final class ShellTerminal implements Closeable {
     terminal.close();
   }
 
-  /** By the XDG Base Directory Specification, for this user alone; null if it can't be made. */
+  /** Where the XDG Base Directory standard says, for this user alone; null if it can't be made. */
   private static Path historyFile() {
     String state = System.getenv("XDG_STATE_HOME");
     Path parent = state != null && state.startsWith("/")
