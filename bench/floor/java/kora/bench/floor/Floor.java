@@ -12,7 +12,7 @@ import kora.data.distributed.common.KvManagerConfig;
 import kora.data.distributed.common.KvStoreObserver;
 import kora.data.distributed.common.Value;
 
-/** Times one form of the hot natives over the null client: writes "row,form,nanoseconds" for each row. */
+/** Times one form of the hot natives over the null client: writes "row,form,1,100,1,nanoseconds,ns" for each row. */
 public final class Floor {
   private static final long STORE;
   private static final long CURSOR;
@@ -85,7 +85,7 @@ public final class Floor {
     Natives.subscribe(OBSERVER, KvManagerConfig.of("bench"), STORE);
     for (Row row : rows()) {
       row.measure(1, nanos);
-      System.out.printf(Locale.ROOT, "%s,%s,%.2f%n", row.name, System.getProperty("form"),
+      System.out.printf(Locale.ROOT, "%s,%s,1,100,1,%.2f,ns%n", row.name, System.getProperty("form"),
           row.measure(rounds, nanos));
     }
     if (changes == 0) {
