@@ -17,19 +17,12 @@ HELP
 program=$1 baseline=$2
 [[ -e $baseline || $# == 3 ]] || { echo "no $baseline"; exit 77; }
 
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-KORA_LOG_LEVEL=off valgrind --quiet --tool=callgrind --collect-atstart=no --callgrind-out-file="$work/out" \
-  "$program" >"$work/counts"
-
-# One file for each request to dump: its label, and the sum of what was collected. Those of the bridge alone.
-for dump in "$work"/out.*; do
-  awk '/^desc: Trigger: Client Request: / { sub(/^desc: Trigger: Client Request: /, ""); label = $0 }
-       /^summary: / && label ~ /,bridge$/ { sub(/,bridge$/, "", label); print label "," $2 }' "$dump"
-done | sort >"$work/now"
+now=$(mktemp)
+trap 'rm -f "$now"' EXIT
+"$(dirname "$0")/count_instructions.sh" "$program" | sed -n 's/,bridge,/,/p' >"$now"
 
 if (($# == 3)); then
-  cp "$work/now" "$baseline"
+  cp "$now" "$baseline"
   exit
 fi
 
@@ -41,4 +34,4 @@ awk -F, -v limit=1.10 '
     printf "%-24s %10d before %10d now %7.3f  %s\n", $1, before[$1], $2, $2 / (before[$1] + !before[$1]), verdict }
   END {
     for (row in before) if (!(row in found)) { print row " was not measured"; ++failed }
-    exit failed > 0 }' "$baseline" "$work/now"
+    exit failed > 0 }' "$baseline" "$now"

@@ -108,30 +108,38 @@ public final class Report {
       return;
     }
     all.addAll(figures);
-    Map<String, String[]> counts = new LinkedHashMap<>();
-    for (String[] cells : Figure.lines(raw.resolve("floor-counts.csv"))) {
-      counts.put(cells[0] + "," + cells[1], cells);
-    }
+    Map<String, String[]> counts = byNative("floor-counts.csv");
+    Map<String, String[]> instructions = byNative("floor-instructions.csv");
     heading("The floor: what the bridge adds");
     header(List.of("native, 100 bytes", "least possible", "required calls only", "the bridge", "bridge / required",
-        "JNI calls", "allocations"));
+        "JNI calls", "allocations", "instructions"));
     Plot plot = new Plot("A native over a client that does nothing, ns", List.of("least", "required", "bridge"), false);
     for (Map.Entry<String, Map<String, Figure>> entry : rows.entrySet()) {
       Map<String, Figure> forms = entry.getValue();
       if (forms.size() < 3) {
-        forms.values().forEach(figure -> row(List.of(entry.getKey(), "", "", figure.toText(), "", "", "")));
+        forms.values().forEach(figure -> row(List.of(entry.getKey(), "", "", figure.toText(), "", "", "", "")));
         continue;
       }
       Figure required = forms.get("required");
       Figure bridge = forms.get("bridge");
       row(List.of(entry.getKey(), forms.get("least").toText(), required.toText(), bridge.toText(),
           ratio(bridge.median() / required.median()), counted(counts, entry.getKey(), 2),
-          counted(counts, entry.getKey(), 3)));
+          counted(counts, entry.getKey(), 3), counted(instructions, entry.getKey(), 2)));
       plot.add(entry.getKey(), forms.get("least").median(), required.median(), bridge.median());
     }
     line("");
-    line("JNI calls and allocations for one operation: least, required, bridge. They are counted, and do not vary.");
+    line("JNI calls, allocations and instructions: least, required, bridge. They are counted in a plain process and do"
+        + " not vary: calls and allocations for one unit, instructions for the whole operation, a thousand entries where"
+        + " it has many.");
     show(plot, "floor.svg");
+  }
+
+  private Map<String, String[]> byNative(String file) throws IOException {
+    Map<String, String[]> lines = new LinkedHashMap<>();
+    for (String[] cells : Figure.lines(raw.resolve(file))) {
+      lines.put(cells[0] + "," + cells[1], cells);
+    }
+    return lines;
   }
 
   private static String counted(Map<String, String[]> counts, String row, int column) {
