@@ -14,6 +14,10 @@ namespace KORA::DistributedKv::Client {
 
 namespace {
 
+// OpenSSL must still serve when the stores are closed at the end of the process; it would put its own end
+// before that, since it is used for the first time after the exit handler was registered.
+[[maybe_unused]] const int kServesToTheEnd = OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+
 constexpr int kWrappedSize = SecretKey::kSize + 8;
 
 constexpr std::string_view kChecksumLine = "checksum=";
