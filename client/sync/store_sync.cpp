@@ -6,7 +6,7 @@
 namespace KORA::DistributedKv::Client::Sync {
 
 StoreSync::StoreSync(Hub& hub, Replica& replica, Timers& timers, const Directory& directory,
-                     StoreSyncOptions options)
+                     const StoreSyncOptions& options)
     : context_{hub, replica, timers, options, StoreKeys(options.root), {}},
       directory_(directory),
       puller_(context_, *this),

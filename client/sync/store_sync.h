@@ -20,7 +20,8 @@ namespace KORA::DistributedKv::Client::Sync {
 // this, and this must outlive all calls that it makes.
 class StoreSync : private Puller::Owner, private SyncCalls::Owner {
  public:
-  StoreSync(Hub& hub, Replica& replica, Timers& timers, const Directory& directory, StoreSyncOptions options);
+  StoreSync(Hub& hub, Replica& replica, Timers& timers, const Directory& directory,
+            const StoreSyncOptions& options);
 
   // Once, before all others. DB_ERROR: the replica's state is damaged; nothing is synchronised then.
   Status Start();

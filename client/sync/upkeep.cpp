@@ -37,6 +37,7 @@ void Upkeep::AskTombstones() {
   if (held.empty()) return AskParts();
   lastTombstone_ = held.back().key;
   std::vector<std::string> keys;
+  keys.reserve(held.size());
   for (const Held& tombstone : held) keys.push_back(context_.keys.Record(tombstone.key));
   context_.hub.Get(keys, lifetime_.Guard([this](const RangeAnswer& answer) { EndTombstones(answer); }));
 }
