@@ -42,9 +42,14 @@ rocksdb::Status RocksBackups::Open() {
 Status RocksBackups::Create(rocksdb::DB& database) {
   rocksdb::Status status = Open();
   if (!status.ok()) return Failed(status, "opening backups", folder_);
+  // A backup is marked with the number of its last write.
+  const std::string state = std::to_string(database.GetLatestSequenceNumber());
+  std::vector<rocksdb::BackupInfo> made;
+  engine_->GetBackupInfo(&made);
+  if (!made.empty() && made.back().app_metadata == state) return Status::SUCCESS;
   rocksdb::CreateBackupOptions options;
   options.flush_before_backup = true;
-  status = engine_->CreateNewBackup(options, &database);
+  status = engine_->CreateNewBackupWithMetadata(options, &database, state);
   if (status.ok()) status = engine_->PurgeOldBackups(kKeptBackups);
   return status.ok() ? Status::SUCCESS : Failed(status, "backing up to", folder_);
 }

@@ -68,8 +68,9 @@ rocksdb::IOStatus LogRoom::Reserve(uint64_t bytes) {
 rocksdb::IOStatus LogRoom::Wrap(std::unique_ptr<rocksdb::FSWritableFile>* file) {
   auto log = std::make_unique<LogFile>(std::move(*file), *this);
   const std::lock_guard<std::mutex> lock(mutex_);
-  log_ = log.get();
   rocksdb::IOStatus status = log->Reserve(wanted_);
+  // A log without room is given up; the one before goes on.
+  if (status.ok()) log_ = log.get();
   *file = std::move(log);
   return status;
 }

@@ -264,11 +264,10 @@ void LeaveForEver(std::unique_ptr<Database> database) {
 
 class RocksEngine : public Engine {
  public:
-  RocksEngine(const EngineOptions& options, std::unique_ptr<Database> database, bool wasSealed)
+  RocksEngine(const EngineOptions& options, std::unique_ptr<Database> database)
       : database_(std::move(database)) {
     if (options.backups.empty() || options.readOnly) return;
     backups_ = std::make_unique<RocksBackups>(BackupPlace{options.backups, options.key});
-    if (wasSealed && HasBackups(options.backups)) backedUp_ = (*database_)->GetLatestSequenceNumber();
     backupTimer_ =
         std::make_unique<Periodic>(options.backupInterval, [this] { Guard([this] { return Backup(); }); });
   }
@@ -393,8 +392,7 @@ Status OpenEngine(const EngineOptions& options, std::unique_ptr<Engine>& engine)
   }
   auto database = std::make_unique<Database>(options);
   const Status status = OpenDatabase(options, *database);
-  if (status == Status::SUCCESS)
-    engine = std::make_unique<RocksEngine>(options, std::move(database), seal == SealState::kIntact);
+  if (status == Status::SUCCESS) engine = std::make_unique<RocksEngine>(options, std::move(database));
   return status;
 }
 

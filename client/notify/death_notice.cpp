@@ -31,8 +31,9 @@ void DeathNotice::Announce() {
 }
 
 bool DeathNotice::DeliverOne(const Invoker& invoke) {
+  std::vector<std::shared_ptr<KvStoreDeathRecipient>> recipients;  // end outside the lock, too
   std::unique_lock<std::mutex> lock(mutex_);
-  const std::vector<std::shared_ptr<KvStoreDeathRecipient>> recipients = recipients_;
+  recipients = recipients_;
   lock.unlock();
   for (const auto& recipient : recipients) invoke([&] { recipient->OnRemoteDied(); });
   lock.lock();

@@ -1,6 +1,7 @@
 #include "notify/publisher.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "common/guard.h"
@@ -129,14 +130,17 @@ void Publisher::Tell(KvStoreObserver& observer, const Waiting& change) {
 }
 
 bool Publisher::DeliverOne(const Invoker& invoke) {
+  // Both end outside the lock: an observer's end is code of the program.
+  std::optional<Waiting> oldest;
+  Observers observers;
   std::unique_lock<std::mutex> lock(mutex_);
   if (waiting_.empty()) return scheduled_ = false;
-  const Waiting oldest = TakeOldest();
-  const Observers observers = ObserversOf(oldest.number);
+  oldest.emplace(TakeOldest());
+  observers = ObserversOf(oldest->number);
   lock.unlock();
 
   for (const std::shared_ptr<KvStoreObserver>& observer : observers) {
-    invoke([&] { Tell(*observer, oldest); });
+    invoke([&] { Tell(*observer, *oldest); });
   }
 
   lock.lock();

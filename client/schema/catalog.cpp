@@ -110,8 +110,10 @@ Status BuildIndex(Engine& engine, const Index& index, const std::string& descrip
   return status;
 }
 
+// An index must not count as complete while its entries go.
 Status RemoveIndex(Engine& engine, uint16_t number) {
-  const Status status = engine.DeleteAll({Index::SpaceOf(number)});
+  Status status = WriteState(engine, number, kBuilding, {});
+  if (status == Status::SUCCESS) status = engine.DeleteAll({Index::SpaceOf(number)});
   if (status != Status::SUCCESS) return status;
   return WriteAtOnce(engine, [number](Batch& batch) { batch.Delete(StateKey(number)); });
 }

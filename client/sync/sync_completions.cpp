@@ -24,8 +24,9 @@ void SyncCompletions::Post(std::shared_ptr<KvStoreSyncCallback> callback, SyncRe
 }
 
 bool SyncCompletions::DeliverOne(const Invoker& invoke) {
+  Completion oldest;  // ends outside the lock: a callback's end is code of the program
   std::unique_lock<std::mutex> lock(mutex_);
-  const Completion oldest = std::move(waiting_.front());
+  oldest = std::move(waiting_.front());
   waiting_.pop_front();
   lock.unlock();
   invoke([&oldest] { oldest.callback->SyncCompleted(oldest.results); });

@@ -128,6 +128,15 @@ TEST_F(Damage, AnOlderBackupServesWhereTheNewestIsDamagedToo) {
   EXPECT_EQ(Files("").size(), files);
 }
 
+TEST_F(Damage, ABackupHasWhatWasWrittenBeforeItWithoutTheOption) {
+  Fill(WithBackup(), "older ");
+  Fill(Creating(), "newer ");
+  Open("store", WithBackup());
+  fs::remove(Files("CURRENT").at(0));
+  Open("store", WithBackup(), Status::RECOVER_SUCCESS);
+  ExpectFilled(*Open("store", WithBackup()), "newer ");
+}
+
 TEST_F(Damage, FoundWhileReadingIsRecoveredNextTime) {
   Fill(WithBackup());
   Flip(Files(".sst").at(0), 80'000);
