@@ -32,13 +32,6 @@ std::error_code WriteAll(int file, std::string_view content) {
   return {};
 }
 
-std::error_code WritePrivateFile(const std::filesystem::path& name, std::string_view content) {
-  const FileDescriptor file(open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kPrivateFile));
-  if (!file || fchmod(file.Number(), kPrivateFile) != 0) return LastError();
-  if (const std::error_code error = WriteAll(file.Number(), content)) return error;
-  return fsync(file.Number()) == 0 ? std::error_code() : LastError();
-}
-
 }  // namespace
 
 FileDescriptor::~FileDescriptor() {
@@ -86,6 +79,13 @@ std::error_code ReadFile(const std::filesystem::path& file, std::string& content
     if (size < 0 && errno != EINTR) return LastError();
     if (size > 0) content.append(block, static_cast<size_t>(size));
   }
+}
+
+std::error_code WritePrivateFile(const std::filesystem::path& name, std::string_view content) {
+  const FileDescriptor file(open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kPrivateFile));
+  if (!file || fchmod(file.Number(), kPrivateFile) != 0) return LastError();
+  if (const std::error_code error = WriteAll(file.Number(), content)) return error;
+  return fsync(file.Number()) == 0 ? std::error_code() : LastError();
 }
 
 std::error_code ReplaceFile(const std::filesystem::path& file, std::string_view content) {

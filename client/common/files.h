@@ -44,6 +44,9 @@ std::error_code ReadRange(const FileDescriptor& file, uint64_t offset, uint64_t 
 
 std::error_code ReadFile(const std::filesystem::path& file, std::string& content);
 
+// Writes the file in place, with mode 0600, and makes its content lasting.
+std::error_code WritePrivateFile(const std::filesystem::path& name, std::string_view content);
+
 // Puts `content` in place of the file, with mode 0600: all of it or, after a crash, what was there before.
 std::error_code ReplaceFile(const std::filesystem::path& file, std::string_view content);
 

@@ -19,6 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kTraitsFile = "STORE";
+constexpr const char* kCreating = "CREATING";
 constexpr std::string_view kFormat = "1";
 constexpr std::string_view kSingle = "single";
 constexpr std::string_view kMulti = "multi";
@@ -112,14 +113,29 @@ Status WriteRecord(const fs::path& folder, const StoreRecord& record) {
   return error ? Failed(file, "write", error.message()) : Status::SUCCESS;
 }
 
-Status StoreFolder::Empty() const {
+Status StoreFolder::BeginCreation() const {
+  const fs::path mark = path_ / kCreating;
   std::error_code error;
+  if (!fs::exists(mark, error) && !fs::is_empty(path_, error)) {
+    if (error) return Failed(path_, "list", error.message());
+    __android_log_print(KORA_LOG_ERROR, kLogTag, "%s: the store's file STORE is gone", path_.c_str());
+    return Status::RECOVER_FAILED;
+  }
+  if (!error) error = WritePrivateFile(mark, {});
+  if (!error) error = SyncFolder(path_);
+  if (error) return Failed(mark, "write", error.message());
   for (fs::directory_iterator entry(path_, error), end; !error && entry != end; entry.increment(error)) {
+    if (entry->path() == mark) continue;
     std::error_code removing;
     fs::remove_all(entry->path(), removing);
     if (removing) return Failed(entry->path(), "remove", removing.message());
   }
   return error ? Failed(path_, "list", error.message()) : Status::SUCCESS;
+}
+
+void StoreFolder::EndCreation() const {
+  std::error_code not_there;
+  fs::remove(path_ / kCreating, not_there);
 }
 
 Status RemoveFolder(const fs::path& folder, const fs::path& application) {

@@ -6,8 +6,9 @@
 //   security  the security level's code
 //   key       of an encrypted store: its key, wrapped, in hexadecimal
 //   checksum  SHA-256 over the lines before, in hexadecimal
-// That file is written last when a store is created, so a folder without it is what a creation that was cut
-// off has left. A store that is being deleted is moved to a name that begins with a dot first.
+// That file is written last when a store is created. While it is, the folder has the file "CREATING": so what
+// a creation that was cut off has left can be told from a store that has lost its file. A store that is being
+// deleted is moved to a name that begins with a dot first.
 #pragma once
 
 #include <filesystem>
@@ -37,8 +38,11 @@ class StoreFolder {
   // False: it was deleted, or another one took its place.
   bool IsThere() const { return LeadsTo(path_, lock_); }
 
-  // Removes what a creation that was cut off has left.
-  Status Empty() const;
+  // Marks the folder and removes what a creation that was cut off has left. SUCCESS; RECOVER_FAILED: what is
+  // in it was left by none; DB_ERROR.
+  Status BeginCreation() const;
+  // The store is there.
+  void EndCreation() const;
 
  private:
   StoreFolder(std::filesystem::path path, FileDescriptor lock)

@@ -227,7 +227,7 @@ Status StoreRegistry::OpenFolder(const StoreFolder& folder, const StoreTraits& w
   // Where there are backups the store was complete once.
   if (status == Status::STORE_NOT_FOUND && backed_up) return Status::RECOVER_FAILED;
   const bool is_new = status == Status::STORE_NOT_FOUND && options.createIfMissing && !IsReadOnly(path);
-  if (is_new) status = folder.Empty();
+  if (is_new) status = folder.BeginCreation();
   if (!is_new && status == Status::SUCCESS) status = CheckTraits(record.traits, wanted);
   const bool recovers = backed_up || options.backup;
   if (status == Status::SUCCESS && recovers && IsMarkedDamaged(path)) return Status::RECOVER_FAILED;
@@ -246,6 +246,7 @@ Status StoreRegistry::OpenFolder(const StoreFolder& folder, const StoreTraits& w
                                         settings->rateLimit);
   status = opened->Load(options.schema);
   if (status == Status::SUCCESS && is_new) status = WriteRecord(path, record);
+  if (status == Status::SUCCESS && !IsReadOnly(path)) folder.EndCreation();
   if (status == Status::SUCCESS) {
     link->Connect(opened);
     store = std::move(opened);

@@ -78,6 +78,7 @@ TEST_F(Lifecycle, CleansUpWhatWasCutOff) {
   // A creation that ended before the store was complete, and a deletion before all was removed.
   std::filesystem::create_directories(Folder("store") / "folder");
   std::ofstream(Folder("store") / "CURRENT") << "MANIFEST-000001\n";
+  std::ofstream(Folder("store") / "CREATING");
   std::filesystem::create_directories(Folder(".deleted.1.1") / "folder");
 
   EXPECT_EQ(StoreIds(app_.appId), std::vector<std::string>());
@@ -85,7 +86,8 @@ TEST_F(Lifecycle, CleansUpWhatWasCutOff) {
   Open("store", Options(), Status::STORE_NOT_FOUND);
   const auto store = Open();
   EXPECT_EQ(Put(*store, "k", "v"), Status::SUCCESS);
-  EXPECT_FALSE(std::filesystem::exists(Folder("store") / "folder"));
+  for (const char* name : {"folder", "CREATING"})
+    EXPECT_FALSE(std::filesystem::exists(Folder("store") / name));
   EXPECT_FALSE(std::filesystem::exists(Folder(".deleted.1.1")));
 }
 
@@ -98,6 +100,8 @@ TEST_F(Lifecycle, RefusesADamagedStoreAndLeavesItAlone) {
 
   Open("traits");
   std::ofstream(Folder("traits") / "STORE") << "format=2\n";
+  Open("traits", Creating(), Status::DB_ERROR);
+  std::filesystem::remove(Folder("traits") / "STORE");
   Open("traits", Creating(), Status::DB_ERROR);
   EXPECT_TRUE(std::filesystem::exists(Folder("traits") / "CURRENT"));
 }
