@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -83,6 +84,15 @@ class Store : public std::enable_shared_from_this<Store> {
   Status ChangeSyncSettings(const std::function<void(SyncSettings&)>& change) {
     return syncSettings_.Change(*engine_, change);
   }
+
+  // Has the store take part in synchronisation, for good: from here on each commit leaves entries in the log
+  // of local changes, and each deletion a tombstone, by whichever process the store is opened. What was
+  // written before needs none. Again: nothing to do. READ_ONLY, DB_ERROR.
+  Status Join();
+  // For a synchronisation: `hook` is called after each local commit that was logged, on the thread that
+  // commits and under the write lock. So it must be quick, must not call the store, and runs no more when
+  // OnLogged({}) has returned.
+  void OnLogged(std::function<void()> hook);
 
   // Rolls an open transaction back, detaches the readers and closes the engine. No operation may be running
   // or follow.
