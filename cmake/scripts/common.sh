@@ -7,6 +7,7 @@ export JAVA_HOME
 
 # shellcheck disable=SC2034  # used by those who source this
 build_packages=(g++ cmake ninja-build openjdk-17-jdk-headless librocksdb-dev libsimdjson-dev libssl-dev
+  libgrpc++-dev libprotobuf-dev protobuf-compiler protobuf-compiler-grpc pkg-config
   libpicocli-java libjackson2-core-java libcommons-csv-java libjline3-java unicode-data)
 
 # What CTest and clang-tidy write about tests and files that are in order.
@@ -29,13 +30,22 @@ step() {
   return 1
 }
 
-install_packages() {
-  local as_root=(env)
+# In a shell of its own, for the trap. A server that comes with a package is for the tests: it does not run as a
+# service, neither now nor after the next start of the machine.
+install_packages() (
+  as_root=(env)
   ((EUID == 0)) || as_root=(sudo env)
+  policy=/usr/sbin/policy-rc.d
+  if [[ ! -e $policy ]]; then
+    trap '"${as_root[@]}" rm -f "$policy"' EXIT
+    # shellcheck disable=SC2016  # expanded by the other shell
+    "${as_root[@]}" sh -c 'printf "#!/bin/sh\nexit 101\n" >"$0" && chmod 755 "$0"' "$policy"
+  fi
   "${as_root[@]}" apt-get update
   "${as_root[@]}" DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y --no-install-recommends -o DPkg::Lock::Timeout=120 "$@"
-}
+    apt-get install -y --no-install-recommends -o DPkg::Lock::Timeout=120 "$@" || exit
+  [[ " $* " != *' etcd-server '* ]] || "${as_root[@]}" update-rc.d etcd disable
+)
 
 # need_packages PACKAGE...: installs those that are missing.
 need_packages() {
