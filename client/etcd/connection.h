@@ -19,8 +19,8 @@
 namespace KORA::DistributedKv::Client::Etcd {
 
 struct Endpoint {
-  explicit Endpoint(const std::shared_ptr<grpc::Channel>& channel)
-      : channel(channel), kv(channel), watch(channel), lease(channel), auth(channel), maintenance(channel) {}
+  explicit Endpoint(const std::shared_ptr<grpc::Channel>& to)
+      : channel(to), kv(to), watch(to), lease(to), auth(to), maintenance(to) {}
 
   const std::shared_ptr<grpc::Channel> channel;
   etcdserverpb::KV::Stub kv;

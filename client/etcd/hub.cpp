@@ -187,7 +187,7 @@ void EtcdHub::RevokeLease(Sync::LeaseId lease) {
                                  grpc::CompletionQueue* queue) {
     return endpoint.lease.PrepareAsyncLeaseRevoke(context, request, queue);
   };
-  connection_.Ask<Response>(prepare, [](const Reply<Response>& /*reply*/) {});
+  connection_.Ask<Response>(Kind::kLast, prepare, [](const Reply<Response>& /*reply*/) {});
 }
 
 }  // namespace KORA::DistributedKv::Client::Etcd

@@ -62,7 +62,6 @@ TEST(EtcdSecurity, UsersSeeWhatTheirRolesAllow) {
   while (watched == HubResult::kUnavailable) watched = WatchResult(*device, "app/", "app0");
   EXPECT_EQ(watched, HubResult::kDone);
   EXPECT_EQ(early->Put("app/early", "z").result, HubResult::kDone);
-  servers.Control({"user", "passwd", "device", "--interactive=false", "--new-user-password=other"});
 }
 
 class Certificates {
