@@ -4,12 +4,12 @@
 #include <unistd.h>
 
 #include <array>
-#include <charconv>
 #include <cstdlib>
 #include <vector>
 
 #include "common/files.h"
 #include "common/log.h"
+#include "common/numbers.h"
 #include "common/rate_limiter.h"
 #include "common/utf8.h"
 
@@ -39,11 +39,6 @@ bool TakeKeyFile(std::string_view value, Settings& settings) {
 bool TakeDurability(std::string_view value, Settings& settings) {
   settings.durability = value == "power" ? Durability::kPower : Durability::kProcess;
   return value == "power" || value == "process";
-}
-
-bool TakeNumber(std::string_view value, uint64_t least, uint64_t greatest, uint64_t& number) {
-  const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
-  return error == std::errc() && end == value.data() + value.size() && number >= least && number <= greatest;
 }
 
 bool TakeMemoryBudget(std::string_view value, Settings& settings) {
@@ -80,13 +75,21 @@ bool TakeDeviceType(std::string_view value, Settings& settings) {
   return TakeDeviceText(value, settings.deviceType);
 }
 
+template <bool (*Take)(std::string_view, ClusterSettings&)>
+bool TakeCluster(std::string_view value, Settings& settings) {
+  return Take(value, settings.cluster);
+}
+
+constexpr const char* kPemAllowed = "PEM text or the name of a file of it";
+
 struct Setting {
   const char* name;
   const char* variable;  // null: not in the environment
   const char* allowed;
   bool (*take)(std::string_view value, Settings& settings);
+  bool secret = false;  // not to be shown, not even when it is wrong
 };
-constexpr std::array<Setting, 9> kSettings = {{
+constexpr std::array<Setting, 20> kSettings = {{
     {"home", "KORA_DATA_HOME", "a folder", TakeHome},
     {"durability", "KORA_DATA_DURABILITY", "process or power", TakeDurability},
     {"memory.budget", "KORA_DATA_MEMORY_BUDGET",
@@ -99,6 +102,23 @@ constexpr std::array<Setting, 9> kSettings = {{
      TakeRateLimit},
     {"device.name", nullptr, "1 to 128 bytes of UTF-8", TakeDeviceName},
     {"device.type", nullptr, "1 to 128 bytes of UTF-8", TakeDeviceType},
+    {"cluster.endpoints", "KORA_DATA_ENDPOINTS",
+     "1 to 16 of host:port, with commas between, and http:// or https:// in front of each or of none",
+     TakeCluster<TakeEndpoints>},
+    {"cluster.ca", "KORA_DATA_CLUSTER_CA", kPemAllowed, TakeCluster<TakeAuthority>},
+    {"cluster.certificate", "KORA_DATA_CLUSTER_CERTIFICATE", kPemAllowed, TakeCluster<TakeCertificate>},
+    {"cluster.key", "KORA_DATA_CLUSTER_KEY", kPemAllowed, TakeCluster<TakeKey>, true},
+    {"cluster.server.name", "KORA_DATA_CLUSTER_SERVER_NAME", "a host name", TakeCluster<TakeServerName>},
+    {"cluster.user", "KORA_DATA_CLUSTER_USER", "1 to 128 bytes", TakeCluster<TakeUser>},
+    {"cluster.password", "KORA_DATA_CLUSTER_PASSWORD", "1 to 1024 bytes", TakeCluster<TakePassword>, true},
+    {"cluster.password.file", "KORA_DATA_CLUSTER_PASSWORD_FILE", "a file of 1 to 1024 bytes",
+     TakeCluster<TakePasswordFile>},
+    {"cluster.namespace", "KORA_DATA_CLUSTER_NAMESPACE", "1 to 128 of A-Z a-z 0-9 . _ - with no dot in front",
+     TakeCluster<TakeNameSpace>},
+    {"cluster.lease", "KORA_DATA_CLUSTER_LEASE", "a number of milliseconds from 2000 to 3600000",
+     TakeCluster<TakeLease>},
+    {"cluster.timeout", "KORA_DATA_CLUSTER_TIMEOUT", "a number of milliseconds from 100 to 60000",
+     TakeCluster<TakeTimeout>},
 }};
 
 const Setting* FindSetting(std::string_view name) {
@@ -135,7 +155,8 @@ std::string NamesOfSettings() {
 std::string Take(const Setting& setting, const std::string& called, const std::string& value,
                  Settings& settings) {
   if (setting.take(value, settings)) return {};
-  return called + ": " + Quote(value) + " is not allowed; allowed is " + setting.allowed;
+  const std::string shown = setting.secret ? "what is set" : Quote(value);
+  return called + ": " + shown + " is not allowed; allowed is " + setting.allowed;
 }
 
 std::string TakeProperties(const Properties& properties, Settings& settings) {
@@ -202,6 +223,7 @@ std::string Resolve(const Properties& configured, const Environment& environment
   std::string error = file == nullptr ? "" : TakeFile(file, settings);
   if (error.empty()) error = TakeEnvironment(environment, settings);
   if (error.empty()) error = TakeProperties(configured, settings);
+  if (error.empty()) error = CheckTogether(settings.cluster);
   if (error.empty() && settings.home.empty()) settings.home = DefaultHome(environment);
   if (error.empty() && settings.home.empty()) error = "home: not set, and this user has no home folder";
   if (settings.keyFile.empty()) settings.keyFile = settings.home / ".key";

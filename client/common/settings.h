@@ -14,6 +14,7 @@
 //                                             to 1000000; 0: no limit
 //   device.name                               1 to 128 bytes of UTF-8           the host's name
 //   device.type                               1 to 128 bytes of UTF-8           unknown
+//   cluster....                               cluster_settings.h says which
 //
 // A name that the program configured wins over the environment, that over the properties file which
 // KORA_DATA_CONFIG names (lines "name=value"), and that over the default.
@@ -27,6 +28,7 @@
 #include <optional>
 #include <string>
 
+#include "common/cluster_settings.h"
 #include "common/properties.h"
 #include "contract/status.h"
 
@@ -52,6 +54,7 @@ struct Settings {
   uint64_t rateLimit = 0;  // operations a second on one store; 0: no limit
   std::string deviceName;  // UTF-8, as the type is
   std::string deviceType = "unknown";
+  ClusterSettings cluster;
 };
 
 // The value of an environment variable, or null.

@@ -16,7 +16,7 @@ void Log(int priority, const char* text, const std::string& reason) {
 }
 
 std::shared_ptr<grpc::ChannelCredentials> CredentialsOf(const ClusterSettings& settings) {
-  if (!settings.tls) return grpc::InsecureChannelCredentials();
+  if (!settings.UsesTls()) return grpc::InsecureChannelCredentials();
   return grpc::SslCredentials({settings.authority, settings.key, settings.certificate});
 }
 
@@ -38,7 +38,8 @@ grpc::ChannelArguments ArgumentsOf(const ClusterSettings& settings) {
   arguments.SetInt(GRPC_ARG_MAX_RECONNECT_BACKOFF_MS, 1'000);
   // What comes is bounded by what was asked for.
   arguments.SetMaxReceiveMessageSize(-1);
-  if (settings.tls && !settings.serverName.empty()) arguments.SetSslTargetNameOverride(settings.serverName);
+  if (settings.UsesTls() && !settings.serverName.empty())
+    arguments.SetSslTargetNameOverride(settings.serverName);
   return arguments;
 }
 

@@ -86,6 +86,66 @@ TEST_F(SettingsTest, ErrorsNameTheSettingAndWhatIsAllowed) {
   EXPECT_NE(Resolve().error.find("No such file"), std::string::npos) << Resolve().error;
 }
 
+TEST_F(SettingsTest, Cluster) {
+  EXPECT_TRUE(Resolve().settings->cluster.endpoints.empty());
+  std::filesystem::create_directories(Home());
+  const std::string pem = (Home() / "ca.pem").string();
+  const std::string password = (Home() / "password").string();
+  const std::string text = "-----BEGIN CERTIFICATE-----\nMA==\n";
+  std::ofstream(pem) << "Issued to me\n" << text;
+  std::ofstream(password) << "two words \r\n";
+  environment_["KORA_DATA_ENDPOINTS"] = "10.0.0.1:2379,hub-2.example:1,[fe80::1%eth0]:65535";
+  environment_["KORA_DATA_CLUSTER_PASSWORD_FILE"] = password;
+  const auto [settings, error] = Resolve({{"cluster.user", "me"},
+                                          {"cluster.ca", pem},
+                                          {"cluster.certificate", text},
+                                          {"cluster.key", text},
+                                          {"cluster.lease", "2000"},
+                                          {"cluster.timeout", "60000"},
+                                          {"cluster.namespace", "a.b"}});
+  ASSERT_TRUE(settings) << error;
+  const ClusterSettings& cluster = settings->cluster;
+  EXPECT_EQ(cluster.endpoints,
+            (std::vector<std::string>{"10.0.0.1:2379", "hub-2.example:1", "[fe80::1%eth0]:65535"}));
+  EXPECT_EQ(cluster.authority, "Issued to me\n" + text);
+  EXPECT_EQ(cluster.key, text);
+  EXPECT_EQ(cluster.password, "two words ");
+  EXPECT_EQ(cluster.leaseTime.count(), 2000);
+  EXPECT_TRUE(cluster.UsesTls()) << "there is an authority";
+  environment_.erase("KORA_DATA_CLUSTER_PASSWORD_FILE");
+  EXPECT_FALSE(Resolve().settings->cluster.UsesTls());
+  EXPECT_TRUE(Resolve({{"cluster.endpoints", "https://a:1,https://b:2"}}).settings->cluster.UsesTls());
+  EXPECT_EQ(Resolve({{"cluster.endpoints", "http://a:1"}}).settings->cluster.endpoints.at(0), "a:1");
+
+  for (const char* endpoints :
+       {"", "host", ":1", "host:", "host:0", "host:65536", "host:1,", "ho st:1", "[::1]", "[]:1",
+        "ftp://host:1", "http://a:1,https://b:1", "http://a:1,b:1", "a:1/b", "a:1;b:2"}) {
+    EXPECT_NE(Resolve({{"cluster.endpoints", endpoints}}).error.find("allowed is 1 to 16 of host:port"),
+              std::string::npos)
+        << endpoints;
+  }
+  const std::vector<std::pair<Properties, std::string>> bad = {
+      {{{"cluster.ca", "/nowhere"}}, "cluster.ca: '/nowhere' is not allowed; allowed is PEM text or"},
+      {{{"cluster.ca", password}}, "cluster.ca"},
+      {{{"cluster.password.file", "/nowhere"}}, "cluster.password.file: '/nowhere'"},
+      {{{"cluster.namespace", "a/b"}}, "cluster.namespace"},
+      {{{"cluster.lease", "1999"}}, "from 2000 to 3600000"},
+      {{{"cluster.timeout", "99"}}, "from 100 to 60000"},
+      {{{"cluster.user", "me"}}, "cluster.user and cluster.password: one is set without"},
+      {{{"cluster.certificate", text}}, "cluster.certificate and cluster.key: one is set without"},
+      {{{"cluster.server.name", "hub"}}, "cluster.server.name"},
+      {{{"cluster.endpoints", "http://a:1"}, {"cluster.ca", pem}}, "http:// does not go with"},
+  };
+  for (const auto& [configured, message] : bad) {
+    EXPECT_NE(Resolve(configured).error.find(message), std::string::npos) << Resolve(configured).error;
+  }
+  for (const Properties& secret :
+       {Properties{{"cluster.password", std::string(1025, 's')}}, Properties{{"cluster.key", "ssss"}}}) {
+    EXPECT_NE(Resolve(secret).error, "");
+    EXPECT_EQ(Resolve(secret).error.find("sss"), std::string::npos) << "a secret is shown";
+  }
+}
+
 TEST_F(SettingsTest, AreTakenWholeAndBeforeTheFirstManager) {
   Configuration configuration;
   EXPECT_NE(configuration.Configure({{"home", "/lost"}, {"durability", "x"}}), "");

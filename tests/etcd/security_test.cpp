@@ -129,7 +129,7 @@ TEST(EtcdSecurity, TlsAuthenticatesBothSides) {
                                          {"no certificate", &ours, nullptr, "", false},
                                          {"another's certificate", &ours, &others, "", false}}) {
     ClusterSettings settings = SettingsFor(servers);
-    settings.tls = true;
+    settings.scheme = ClusterSettings::Scheme::kHttps;
     settings.serverName = c.serverName;
     if (c.authority != nullptr) settings.authority = c.authority->Text("ca.pem");
     if (c.own != nullptr) {
