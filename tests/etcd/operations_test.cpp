@@ -1,4 +1,5 @@
 // What the hub does when all is well.
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -24,6 +25,21 @@ TEST(EtcdLibrary, IsLoadedWithTheFirstHub) {
   const Client client(settings);
   EXPECT_NE(LoadedLibraries().find("libgrpc++"), std::string::npos);
   EXPECT_NE(LoadedLibraries().find(kLibrary), std::string::npos);
+}
+
+// Threads of gRPC, and the hub's own, are busy while the process's objects are destroyed.
+TEST(EtcdLibrary, AProcessMayEndWhileAHubIsOpen) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto end = [] {
+    ClusterSettings settings;
+    settings.endpoints = {"127.0.0.1:1", "127.0.0.1:2"};
+    auto& client = *new Client(settings);
+    Listener listener;
+    const auto watch = client.Hub().StartWatch("a", "b", 0, listener);
+    client.Put("a", "");
+    std::exit(client.Put("a", "").result == HubResult::kUnavailable ? 0 : 1);
+  };
+  for (int i = 0; i < 5; ++i) EXPECT_EXIT(end(), testing::ExitedWithCode(0), "");
 }
 
 class EtcdOperations : public testing::Test {
