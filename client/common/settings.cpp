@@ -83,10 +83,10 @@ bool TakeCluster(std::string_view value, Settings& settings) {
 constexpr const char* kPemAllowed = "PEM text or the name of a file of it";
 
 struct Setting {
-  const char* name;
-  const char* variable;  // null: not in the environment
-  const char* allowed;
-  bool (*take)(std::string_view value, Settings& settings);
+  const char* name = nullptr;
+  const char* variable = nullptr;  // null: not in the environment
+  const char* allowed = nullptr;
+  bool (*take)(std::string_view value, Settings& settings) = nullptr;
   bool secret = false;  // not to be shown, not even when it is wrong
 };
 constexpr std::array<Setting, 20> kSettings = {{
