@@ -14,6 +14,7 @@
 #include "manager/folder_watch.h"
 #include "manager/key_ring.h"
 #include "manager/recovery.h"
+#include "schema/catalog.h"
 #include "schema/schema.h"
 #include "store/failure_link.h"
 

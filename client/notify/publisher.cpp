@@ -65,8 +65,23 @@ void Publisher::AwaitRoom() {
 }
 
 void Publisher::Publish(Change&& change, const std::function<SnapshotMaker()>& snapshots) noexcept {
+  EnqueueWhatIsMade([&] {
+    const size_t entries = change.Entries();
+    const size_t bytes = change.bytes;
+    return Waiting{
+        0, entries, bytes, Describe(std::move(change)), nullptr, snapshots ? snapshots() : nullptr};
+  });
+}
+
+void Publisher::Publish(Pieces pieces, const std::function<SnapshotMaker()>& snapshots) noexcept {
+  EnqueueWhatIsMade(
+      [&] { return Waiting{0, 0, 0, std::nullopt, std::move(pieces), snapshots ? snapshots() : nullptr}; });
+}
+
+template <typename Make>
+void Publisher::EnqueueWhatIsMade(Make make) noexcept {
   const Status status = Guard([&] {
-    Enqueue(std::move(change), snapshots ? snapshots() : nullptr);
+    Enqueue(make());
     return Status::SUCCESS;
   });
   if (status == Status::SUCCESS) return;
@@ -74,12 +89,11 @@ void Publisher::Publish(Change&& change, const std::function<SnapshotMaker()>& s
   ++lost_;
 }
 
-void Publisher::Enqueue(Change&& change, SnapshotMaker snapshots) {
-  const size_t entries = change.Entries();
-  const size_t bytes = change.bytes;
-  ChangeNotification notification(std::move(change.inserted), std::move(change.updated),
-                                  std::move(change.deleted), deviceId_);
+ChangeNotification Publisher::Describe(Change&& change) const {
+  return {std::move(change.inserted), std::move(change.updated), std::move(change.deleted), deviceId_};
+}
 
+void Publisher::Enqueue(Waiting&& change) {
   const std::lock_guard<std::mutex> lock(mutex_);
   while (!waiting_.empty() && IsFull()) {
     TakeOldest();
@@ -87,9 +101,10 @@ void Publisher::Enqueue(Change&& change, SnapshotMaker snapshots) {
   }
   constexpr auto kWarningInterval = std::chrono::seconds(1);
   if (std::chrono::steady_clock::now() - warned_ >= kWarningInterval) WarnOfLost();
-  waiting_.push_back({nextNumber_++, entries, bytes, std::move(notification), std::move(snapshots)});
-  waitingEntries_ += entries;
-  waitingBytes_ += bytes;
+  change.number = nextNumber_++;
+  waitingEntries_ += change.entries;
+  waitingBytes_ += change.bytes;
+  waiting_.push_back(std::move(change));
   if (scheduled_) return;
   CallbackQueue::Instance().Schedule(shared_from_this());
   scheduled_ = true;
@@ -123,10 +138,23 @@ Publisher::Observers Publisher::ObserversOf(uint64_t number) const {
 
 void Publisher::Tell(KvStoreObserver& observer, const Waiting& change) {
   if (change.snapshots) {
-    observer.OnChange(change.notification, change.snapshots());
+    observer.OnChange(*change.notification, change.snapshots());
   } else {
-    observer.OnChange(change.notification);
+    observer.OnChange(*change.notification);
   }
+}
+
+// Whether there are more. One that is empty is none.
+bool Publisher::MakePiece(Waiting& change) const noexcept {
+  bool more = false;
+  change.notification.reset();
+  Guard([&] {
+    Change piece;
+    more = change.pieces(piece);
+    if (piece.Entries() > 0) change.notification.emplace(Describe(std::move(piece)));
+    return Status::SUCCESS;
+  });
+  return more;
 }
 
 bool Publisher::DeliverOne(const Invoker& invoke) {
@@ -139,11 +167,13 @@ bool Publisher::DeliverOne(const Invoker& invoke) {
   observers = ObserversOf(oldest->number);
   lock.unlock();
 
+  const bool more = oldest->pieces && !observers.empty() && MakePiece(*oldest);
   for (const std::shared_ptr<KvStoreObserver>& observer : observers) {
-    invoke([&] { Tell(*observer, *oldest); });
+    if (oldest->notification) invoke([&] { Tell(*observer, *oldest); });
   }
 
   lock.lock();
+  if (more) waiting_.push_front(std::move(*oldest));
   stuck_ = false;
   roomMade_.notify_all();
   if (waiting_.empty()) WarnOfLost();

@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,12 @@ class Publisher : public CallbackSource, public std::enable_shared_from_this<Pub
   // memory is dropped.
   void Publish(Change&& change, const std::function<SnapshotMaker()>& snapshots) noexcept;
 
+  // The same for a change that is larger than what may wait. When its turn has come, `pieces` is called for
+  // one piece after the other, each of which is told as a change; it answers whether there are more. It is
+  // called on the callback queue, and not at all if nobody listens then.
+  using Pieces = std::function<bool(Change& piece)>;
+  void Publish(Pieces pieces, const std::function<SnapshotMaker()>& snapshots) noexcept;
+
   bool DeliverOne(const Invoker& invoke) override;
 
  private:
@@ -68,13 +75,18 @@ class Publisher : public CallbackSource, public std::enable_shared_from_this<Pub
     uint64_t number = 0;
     size_t entries = 0;
     size_t bytes = 0;
-    ChangeNotification notification;
+    std::optional<ChangeNotification> notification;  // nothing: the pieces make it
+    Pieces pieces;
     SnapshotMaker snapshots;
   };
   using Observers = std::vector<std::shared_ptr<KvStoreObserver>>;
 
   bool IsFull() const { return waitingEntries_ >= kMaxWaitingEntries || waitingBytes_ >= kMaxWaitingBytes; }
-  void Enqueue(Change&& change, SnapshotMaker snapshots);
+  ChangeNotification Describe(Change&& change) const;
+  void Enqueue(Waiting&& change);
+  template <typename Make>
+  void EnqueueWhatIsMade(Make make) noexcept;
+  bool MakePiece(Waiting& change) const noexcept;
   static void Tell(KvStoreObserver& observer, const Waiting& change);
   Waiting TakeOldest();
   void WarnOfLost();

@@ -17,7 +17,7 @@ Entry ToEntry(Bytes key, Bytes value) {
 
 // What rows read from, and go on to read from.
 struct Source {
-  std::unique_ptr<View> view;
+  std::shared_ptr<const View> view;
   Query query;
   Plan plan;
 };
@@ -141,10 +141,10 @@ class SortedRows : public Rows {
 
 }  // namespace
 
-Status OpenRows(std::unique_ptr<View> snapshot, Query query, const Catalog& catalog,
+Status OpenRows(std::shared_ptr<const View> view, Query query, const Catalog& catalog,
                 std::unique_ptr<Rows>& rows) {
   Plan plan = MakePlan(query, catalog.Indexes());
-  Source source{std::move(snapshot), std::move(query), std::move(plan)};
+  Source source{std::move(view), std::move(query), std::move(plan)};
   if (source.plan.ordered) {
     rows = std::make_unique<StreamedRows>(std::move(source));
     return rows->Result();

@@ -18,29 +18,40 @@ Status ResolveDevice(const Store& store, Query& query) {
   return status;
 }
 
-Status Open(const Store& store, Query query, std::unique_ptr<Rows>& rows) {
-  if (const Status status = ResolveDevice(store, query); status != Status::SUCCESS) return status;
-  return OpenRows(store.NewSnapshot(), std::move(query), store.GetCatalog(), rows);
+Status Parse(const Store& store, const std::string& text, Query& query) {
+  const Status status = ParseQuery(text, store.GetCatalog().GetSchema(), query);
+  return status == Status::SUCCESS ? ResolveDevice(store, query) : status;
 }
 
-Status Parse(const Store& store, const std::string& text, Query& query) {
-  return ParseQuery(text, store.GetCatalog().GetSchema(), query);
+// Shows `visit` each row, until it answers a failure.
+template <typename Visit>
+Status VisitRows(const Store& store, Query query, Visit visit) {
+  return store.ReadAtOnce([&](const std::shared_ptr<const View>& view) {
+    std::unique_ptr<Rows> rows;
+    Status status = OpenRows(view, std::move(query), store.GetCatalog(), rows);
+    for (; status == Status::SUCCESS && rows->Valid(); rows->Next()) status = visit(*rows);
+    return status == Status::SUCCESS ? rows->Result() : status;
+  });
 }
 
 }  // namespace
 
 Status OpenQuery(const Store& store, const std::string& text, std::unique_ptr<Rows>& rows) {
   Query query;
-  const Status status = Parse(store, text, query);
-  return status == Status::SUCCESS ? Open(store, std::move(query), rows) : status;
+  std::unique_ptr<View> snapshot;
+  Status status = Parse(store, text, query);
+  if (status == Status::SUCCESS) status = store.NewSnapshot(snapshot);
+  if (status != Status::SUCCESS) return status;
+  return OpenRows(std::move(snapshot), std::move(query), store.GetCatalog(), rows);
 }
 
 Status GetEntriesWithQuery(const Store& store, const std::string& text, std::vector<Entry>& entries) {
-  std::unique_ptr<Rows> rows;
-  Status status = OpenQuery(store, text, rows);
+  Query query;
   std::vector<Entry> found;
-  for (; status == Status::SUCCESS && rows->Valid(); rows->Next()) status = rows->Read(found.emplace_back());
-  if (status == Status::SUCCESS) status = rows->Result();
+  Status status = Parse(store, text, query);
+  if (status != Status::SUCCESS) return status;
+  status = VisitRows(store, std::move(query),
+                     [&found](const Rows& rows) { return rows.Read(found.emplace_back()); });
   if (status == Status::SUCCESS) entries = std::move(found);
   return status;
 }
@@ -48,14 +59,12 @@ Status GetEntriesWithQuery(const Store& store, const std::string& text, std::vec
 Status GetCountWithQuery(const Store& store, const std::string& text, int32_t& count) {
   Query query;
   Status status = Parse(store, text, query);
+  if (status != Status::SUCCESS) return status;
   query.order.clear();  // an order changes no number
-  std::unique_ptr<Rows> rows;
-  if (status == Status::SUCCESS) status = Open(store, std::move(query), rows);
   int32_t counted = 0;
-  for (; status == Status::SUCCESS && rows->Valid(); rows->Next()) {
-    if (counted++ == std::numeric_limits<int32_t>::max()) return Status::ERROR;
-  }
-  if (status == Status::SUCCESS) status = rows->Result();
+  status = VisitRows(store, std::move(query), [&counted](const Rows& /*rows*/) {
+    return counted++ == std::numeric_limits<int32_t>::max() ? Status::ERROR : Status::SUCCESS;
+  });
   if (status == Status::SUCCESS) count = counted;
   return status;
 }

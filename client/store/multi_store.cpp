@@ -17,7 +17,9 @@ void MultiStore::GetKvStoreSnapshot(std::shared_ptr<KvStoreObserver> observer,
   Status status = observer ? lease_->Subscribe(SubscribeType::ALL, std::move(observer)) : Status::SUCCESS;
   if (status == Status::SUCCESS) {
     status = lease_->Access([&taken](Store& store) {
-      auto view = std::make_shared<const Snapshot::ViewReader>(store.shared_from_this(), store.NewSnapshot());
+      std::unique_ptr<View> now;
+      if (const Status answer = store.NewSnapshot(now); answer != Status::SUCCESS) return answer;
+      auto view = std::make_shared<const Snapshot::ViewReader>(store.shared_from_this(), std::move(now));
       taken = std::make_unique<Snapshot>(std::move(view), store.Id());
       return Status::SUCCESS;
     });

@@ -96,7 +96,9 @@ void SingleStore::OpenResultSet(const ResultSetCallback& callback, MakeRows make
 
 void SingleStore::GetResultSet(const Key& prefixKey, ResultSetCallback callback) const {
   OpenResultSet(callback, [&](const Store& store, std::unique_ptr<Rows>& rows) {
-    rows = std::make_unique<PrefixRows>(store.Id(), store.NewSnapshot(), ToBytes(prefixKey));
+    std::unique_ptr<View> snapshot;
+    if (const Status status = store.NewSnapshot(snapshot); status != Status::SUCCESS) return status;
+    rows = std::make_unique<PrefixRows>(store.Id(), std::move(snapshot), ToBytes(prefixKey));
     return Status::SUCCESS;
   });
 }

@@ -5,20 +5,18 @@
 
 #include "common/limits.h"
 #include "common/log.h"
-#include "schema/indexing_batch.h"
-#include "store/change.h"
+#include "schema/catalog.h"
 #include "store/checks.h"
+#include "store/deleted_records.h"
 #include "store/device_records.h"
 #include "store/record.h"
 #include "store/record_reader.h"
 #include "store/snapshot.h"
+#include "store/store_reader.h"
 
 namespace KORA::DistributedKv::Client {
 
 namespace {
-
-// How far the bound of all versions runs ahead: it is written about once a second, not with each record.
-constexpr Version kReservedAhead = Version{1000} << kVersionCounterBits;
 
 size_t SizeOf(const Key& key) {
   return key.Size();
@@ -38,8 +36,8 @@ void PutRecord(Batch& batch, Version version, const Key& key, const Value& value
   batch.Put(RecordKey(ToBytes(key)), {head.data(), head.size()}, ToBytes(value));
 }
 
-void DeleteRecord(Batch& batch, const Key& key) {
-  batch.Delete(RecordKey(ToBytes(key)));
+void DeleteRecords(Batch& batch, const std::vector<Key>& keys) {
+  for (const Key& key : keys) batch.Delete(RecordKey(ToBytes(key)));
 }
 
 }  // namespace
@@ -51,17 +49,18 @@ Store::Store(std::string storeId, StoreTraits traits, std::unique_ptr<Engine> en
       deviceId_(std::move(deviceId)),
       rate_(rateLimit),
       publisher_(std::make_shared<Publisher>(deviceId_, id_)),
-      engine_(std::move(engine)) {}
+      engine_(std::move(engine)),
+      catalog_(std::make_unique<Catalog>()),
+      writer_(*engine_, *catalog_, *publisher_,
+              traits.kind == StoreKind::kMulti ? StoreWriter::Snapshots([this] { return MakeSnapshots(); })
+                                               : nullptr) {}
+
+Store::~Store() = default;
 
 Status Store::Load(const std::string& schema) {
-  std::optional<Version> bound = 0;
-  const Status status = engine_->Get(kClockKey, [&bound](Bytes stored) { bound = ParseVersion(stored); });
-  if (status == Status::DB_ERROR) return status;
-  if (!bound) return DamagedRecord(id_);
-  clock_ = HybridClock(*bound);
-  reserved_ = *bound;
-  const Status loaded = syncSettings_.Load(*engine_);
-  return loaded == Status::SUCCESS ? catalog_.Load(*engine_, schema) : loaded;
+  Status status = writer_.Load();
+  if (status == Status::SUCCESS) status = syncSettings_.Load(*engine_);
+  return status == Status::SUCCESS ? catalog_->Load(*engine_, schema) : status;
 }
 
 // Reads the engine, or the open transaction under the write lock.
@@ -69,6 +68,7 @@ template <typename Read>
 Status Store::WithView(Read read) const {
   if (inTransaction_) {
     const std::lock_guard<std::mutex> lock(writing_);
+    if (broken_) return RefuseBroken();
     if (transaction_) return read(static_cast<const View&>(*transaction_));
   }
   return read(static_cast<const View&>(*engine_));
@@ -82,18 +82,24 @@ Status Store::GetEntries(const Key& prefix, std::vector<Entry>& entries) const {
   return WithView([&](const View& view) { return RecordReader(view, id_).GetEntries(prefix, entries); });
 }
 
-std::unique_ptr<View> Store::NewSnapshot() const {
-  std::unique_ptr<View> snapshot;
-  WithView([&](const View& view) {
+Status Store::NewSnapshot(std::unique_ptr<View>& snapshot) const {
+  return WithView([&](const View& view) {
     snapshot = view.NewSnapshot();
     return Status::SUCCESS;
   });
-  return snapshot;
+}
+
+Status Store::ReadAtOnce(const ViewReader& read) const {
+  return WithView([&](const View& view) {
+    // Writes to the engine go on; a transaction stays as it is under the lock.
+    const bool changes = &view == engine_.get();
+    return read(changes ? view.NewSnapshot() : std::shared_ptr<const View>(std::shared_ptr<void>(), &view));
+  });
 }
 
 Status Store::Put(const Key& key, const Value& value) {
   Status status = CheckEntry(key, value);
-  if (status == Status::SUCCESS) status = catalog_.Check(value);
+  if (status == Status::SUCCESS) status = catalog_->Check(value);
   if (status != Status::SUCCESS) return status;
   return Write(key.Size() + value.Size(),
                [&](Batch& batch, Version version) { PutRecord(batch, version, key, value); });
@@ -102,7 +108,7 @@ Status Store::Put(const Key& key, const Value& value) {
 Status Store::PutBatch(const std::vector<Entry>& entries) {
   if (entries.empty()) return Status::SUCCESS;
   Status status = CheckEntries(entries);
-  if (status == Status::SUCCESS) status = catalog_.Check(entries);
+  if (status == Status::SUCCESS) status = catalog_->Check(entries);
   if (status != Status::SUCCESS) return status;
   return Write(SizeOfAll(entries), [&](Batch& batch, Version version) {
     for (const Entry& entry : entries) PutRecord(batch, version, entry.key, entry.value);
@@ -111,25 +117,22 @@ Status Store::PutBatch(const std::vector<Entry>& entries) {
 
 Status Store::Delete(const Key& key) {
   if (const Status status = CheckKey(key); status != Status::SUCCESS) return status;
-  return Write(key.Size(), [&](Batch& batch, Version) { DeleteRecord(batch, key); });
+  return Write(key.Size(), [&](Batch& batch, Version) { batch.Delete(RecordKey(ToBytes(key))); });
 }
 
 Status Store::DeleteBatch(const std::vector<Key>& keys) {
   if (keys.empty()) return Status::SUCCESS;
   if (const Status status = CheckKeys(keys); status != Status::SUCCESS) return status;
-  return Write(SizeOfAll(keys), [&](Batch& batch, Version) {
-    for (const Key& key : keys) DeleteRecord(batch, key);
-  });
+  return Write(SizeOfAll(keys), [&](Batch& batch, Version) { DeleteRecords(batch, keys); });
 }
 
 Status Store::Clear() {
+  if (!inTransaction_) publisher_->AwaitRoom();
   const std::lock_guard<std::mutex> lock(writing_);
-  if (!transaction_) return engine_->DeleteAll({kRecordSpace, kIndexSpace});
+  if (!transaction_) return writer_.Clear(publisher_->HasListeners() ? PiecesOfAll() : nullptr);
   std::vector<Key> keys;
-  if (const Status status = ListKeys(keys); status != Status::SUCCESS) return status;
-  return WriteToTransaction(SizeOfAll(keys), [&](Batch& batch, Version) {
-    for (const Key& key : keys) DeleteRecord(batch, key);
-  });
+  const Status status = ListKeys(keys);
+  return status == Status::SUCCESS ? DeleteInTransaction(keys) : status;
 }
 
 // The keys that the transaction sees, as far as it could delete them.
@@ -141,6 +144,20 @@ Status Store::ListKeys(std::vector<Key>& keys) const {
     bytes += keys.back().Size();
   }
   return cursor->Result();
+}
+
+// All records as they are now, to be told as deleted.
+Publisher::Pieces Store::PiecesOfAll() {
+  auto records = std::make_unique<DeletedRecords>(id_, engine_->NewSnapshot());
+  const auto reader = std::make_shared<StoreReader<DeletedRecords>>(shared_from_this(), std::move(records));
+  return [reader](Change& piece) {
+    bool more = false;
+    reader->Call([&](DeletedRecords& deleted) {
+      more = deleted.Take(piece);
+      return Status::SUCCESS;
+    });
+    return more;
+  };
 }
 
 Status Store::FindDevice(const std::string& deviceId, std::optional<uint32_t>& number) const {
@@ -157,108 +174,71 @@ Status Store::RemoveDeviceData(const std::string& deviceId) {
   return status;
 }
 
+// In a transaction the slice is all there is.
 Status Store::RemoveSliceOf(uint32_t device, std::string& from) {
   if (!inTransaction_) publisher_->AwaitRoom();
   const std::lock_guard<std::mutex> lock(writing_);
-  const View& now = transaction_ ? static_cast<const View&>(*transaction_) : *engine_;
   std::vector<Key> keys;
-  const Status status = DeviceRecords(now, id_).TakeKeys(device, from, keys);
+  Status status = Status::SUCCESS;
+  if (transaction_) {
+    from.clear();
+    status = ListKeysOf(device, keys);
+    return status == Status::SUCCESS ? DeleteInTransaction(keys) : status;
+  }
+  status = DeviceRecords(*engine_, id_).TakeKeys(device, from, keys);
   if (status != Status::SUCCESS || keys.empty()) return status;
-  const auto fill = [&keys](Batch& batch, Version) {
-    for (const Key& key : keys) DeleteRecord(batch, key);
-  };
-  return transaction_ ? WriteToTransaction(SizeOfAll(keys), fill) : WriteNow(fill);
+  return writer_.Write([&keys](Batch& batch, Version) { DeleteRecords(batch, keys); });
 }
 
-// Whatever is written goes through here, except the records that Clear removes at once.
-template <typename Fill>
-Status Store::Write(size_t bytes, Fill fill) {
+// As far as the transaction could delete them.
+Status Store::ListKeysOf(uint32_t device, std::vector<Key>& keys) const {
+  Status status = Status::SUCCESS;
+  std::string from(kRecordSpace);
+  while (status == Status::SUCCESS && !from.empty() && SizeOfAll(keys) <= kMaxBatchSize) {
+    status = DeviceRecords(*transaction_, id_).TakeKeys(device, from, keys);
+  }
+  return status;
+}
+
+// Whatever is written goes through here, except what Clear and RemoveDeviceData delete.
+Status Store::Write(size_t bytes, const StoreWriter::Fill& fill) {
   if (const Status status = CheckBatch(bytes); status != Status::SUCCESS) return status;
   if (!inTransaction_) publisher_->AwaitRoom();
   const std::lock_guard<std::mutex> lock(writing_);
-  return transaction_ ? WriteToTransaction(bytes, fill) : WriteNow(fill);
+  return transaction_ ? WriteToTransaction(bytes, fill) : writer_.Write(fill);
 }
 
-template <typename Fill>
-Status Store::WriteNow(Fill fill) {
-  const bool observed = publisher_->HasListeners();
-  if (observed || !catalog_.Indexes().empty()) {
-    const std::unique_ptr<IndexedBatch> batch = engine_->NewIndexedBatch();
-    if (const Status status = FillIndexed(*batch, fill); status != Status::SUCCESS) return status;
-    return observed ? CommitObserved(*batch) : CommitWithClock(*batch);
-  }
-  const std::unique_ptr<Batch> batch = engine_->NewBatch();
-  fill(*batch, clock_.Next());
-  return CommitWithClock(*batch);
+Status Store::DeleteInTransaction(const std::vector<Key>& keys) {
+  return WriteToTransaction(SizeOfAll(keys), [&keys](Batch& batch, Version) { DeleteRecords(batch, keys); });
 }
 
-// Has the indexes follow what is written.
-template <typename Fill>
-Status Store::FillIndexed(IndexedBatch& batch, Fill fill) {
-  if (catalog_.Indexes().empty()) {
-    fill(batch, clock_.Next());
-    return Status::SUCCESS;
-  }
-  IndexingBatch indexing(batch, catalog_.Indexes());
-  fill(indexing, clock_.Next());
-  return indexing.Result();
-}
-
-template <typename Fill>
-Status Store::WriteToTransaction(size_t bytes, Fill fill) {
-  Status status = CheckBatch(transactionBytes_ + bytes);
+Status Store::WriteToTransaction(size_t bytes, const StoreWriter::Fill& fill) {
+  if (broken_) return RefuseBroken();
+  if (const Status status = CheckBatch(transactionBytes_ + bytes); status != Status::SUCCESS) return status;
+  broken_ = true;
+  const Status status = writer_.WriteTo(*transaction_, fill);
   if (status != Status::SUCCESS) return status;
-  try {
-    status = FillIndexed(*transaction_, fill);
-  } catch (...) {
-    // Half of an operation must never be committed.
-    EndTransaction();
-    throw;
-  }
-  if (status == Status::SUCCESS) {
-    transactionBytes_ += bytes;
-  } else {
-    EndTransaction();
-  }
+  broken_ = false;
+  transactionBytes_ += bytes;
   return status;
 }
 
-Status Store::CommitObserved(IndexedBatch& batch) {
-  Change change;
-  Status status = DescribeChange(batch, *engine_, change);
-  if (status == Status::SUCCESS) status = CommitWithClock(batch);
-  if (status == Status::SUCCESS && change.Entries() > 0) Publish(std::move(change));
-  return status;
+Status Store::RefuseBroken() const {
+  __android_log_print(KORA_LOG_WARN, kLogTag,
+                      "store %s: a write has failed halfway in the open transaction; roll it back",
+                      id_.c_str());
+  return Status::DB_ERROR;
 }
 
 // Under the write lock, so that the snapshot is that of the commit.
-void Store::Publish(Change&& change) {
-  if (traits_.kind == StoreKind::kSingle) {
-    publisher_->Publish(std::move(change), nullptr);
-    return;
-  }
-  publisher_->Publish(std::move(change), [this]() -> SnapshotMaker {
-    const auto view =
-        std::make_shared<const Snapshot::ViewReader>(shared_from_this(), engine_->NewSnapshot());
-    return [view, id = id_] { return std::make_unique<Snapshot>(view, id); };
-  });
-}
-
-// Keeps the bound of all versions ahead of those that the batch brings.
-Status Store::CommitWithClock(Batch& batch) {
-  Version reserved = reserved_;
-  if (clock_.Last() > reserved) {
-    reserved = clock_.Last() + kReservedAhead;
-    const VersionBytes bound = EncodeVersion(reserved);
-    batch.Put(kClockKey, {bound.data(), bound.size()}, {});
-  }
-  const Status status = batch.Commit();
-  if (status == Status::SUCCESS) reserved_ = reserved;
-  return status;
+SnapshotMaker Store::MakeSnapshots() {
+  const auto view = std::make_shared<const Snapshot::ViewReader>(shared_from_this(), engine_->NewSnapshot());
+  return [view, id = id_] { return std::make_unique<Snapshot>(view, id); };
 }
 
 Status Store::StartTransaction() {
   const std::lock_guard<std::mutex> lock(writing_);
+  if (broken_) return RefuseBroken();
   if (transaction_) {
     __android_log_print(KORA_LOG_WARN, kLogTag, "store %s: a transaction is open already", id_.c_str());
     return Status::ERROR;
@@ -276,8 +256,7 @@ Status Store::Commit() {
     __android_log_print(KORA_LOG_WARN, kLogTag, "store %s: no transaction to commit", id_.c_str());
     return Status::ERROR;
   }
-  const Status status =
-      publisher_->HasListeners() ? CommitObserved(*transaction_) : CommitWithClock(*transaction_);
+  const Status status = broken_ ? RefuseBroken() : writer_.Commit(*transaction_);
   if (status == Status::SUCCESS) EndTransaction();
   return status;
 }
@@ -295,6 +274,7 @@ Status Store::Rollback() {
 void Store::EndTransaction() {
   transaction_.reset();
   transactionBytes_ = 0;
+  broken_ = false;
   inTransaction_ = false;
 }
 

@@ -16,9 +16,8 @@
 #include "contract/status.h"
 #include "engine/engine.h"
 #include "notify/publisher.h"
-#include "schema/catalog.h"
-#include "store/hybrid_clock.h"
 #include "store/readers.h"
+#include "store/store_writer.h"
 #include "sync/sync_settings.h"
 
 namespace KORA::DistributedKv::Client {
@@ -39,6 +38,9 @@ class Store : public std::enable_shared_from_this<Store> {
   // `deviceId` is this device's, as notifications name it; `rateLimit` as the settings have it.
   Store(std::string storeId, StoreTraits traits, std::unique_ptr<Engine> engine, std::string deviceId,
         uint64_t rateLimit = 0);
+  Store(const Store&) = delete;
+  Store& operator=(const Store&) = delete;
+  ~Store();
 
   // Once, before all other operations.
   // `schema`: the text of the schema that the store is to have; empty: the one it has, if any. Errors: those
@@ -48,7 +50,7 @@ class Store : public std::enable_shared_from_this<Store> {
   const std::string& Id() const { return id_; }
   const StoreTraits& Traits() const { return traits_; }
   OperationGate& Gate() { return gate_; }
-  const Catalog& GetCatalog() const { return catalog_; }
+  const Catalog& GetCatalog() const { return *catalog_; }
   // For an engine that works no more: turns all further operations away.
   void Fail() {
     failed_ = true;
@@ -67,17 +69,25 @@ class Store : public std::enable_shared_from_this<Store> {
   Status Get(const Key& key, Value& value) const;
   Status GetEntries(const Key& prefix, std::vector<Entry>& entries) const;
   // What Get sees now. Must end before Close: what keeps it is a reader.
-  std::unique_ptr<View> NewSnapshot() const;
+  Status NewSnapshot(std::unique_ptr<View>& snapshot) const;
+  // Shows `read` what Get sees now, as it stays for the length of the call. Unlike a snapshot this costs an
+  // open transaction nothing.
+  using ViewReader = std::function<Status(const std::shared_ptr<const View>& view)>;
+  Status ReadAtOnce(const ViewReader& read) const;
   Status Put(const Key& key, const Value& value);
   Status PutBatch(const std::vector<Entry>& entries);
   Status Delete(const Key& key);
   Status DeleteBatch(const std::vector<Key>& keys);
+  // Deletes all records. Observers are told in several changes where there is much to delete.
   Status Clear();
+  // A write that fails in the midst breaks the open transaction, for half of a write must never be committed:
+  // then all that reads or writes records, and Commit, answers DB_ERROR until Rollback.
   Status StartTransaction();
   Status Commit();
   Status Rollback();
-  // Deletes the records that came from a device. In a transaction it is part of it; else writers get their
-  // turns in between, and observers are told in several changes where there is much to delete.
+  // Deletes the records that came from a device. In a transaction it is part of it, whole or not at all; else
+  // writers get their turns in between, and observers are told in several changes where there is much to
+  // delete.
   Status RemoveDeviceData(const std::string& deviceId);
 
   SyncSettings GetSyncSettings() const { return syncSettings_.Get(); }
@@ -101,19 +111,15 @@ class Store : public std::enable_shared_from_this<Store> {
  private:
   template <typename Read>
   Status WithView(Read read) const;
-  template <typename Fill>
-  Status Write(size_t bytes, Fill fill);
-  template <typename Fill>
-  Status WriteNow(Fill fill);
-  template <typename Fill>
-  Status FillIndexed(IndexedBatch& batch, Fill fill);
-  template <typename Fill>
-  Status WriteToTransaction(size_t bytes, Fill fill);
+  Status Write(size_t bytes, const StoreWriter::Fill& fill);
+  Status WriteToTransaction(size_t bytes, const StoreWriter::Fill& fill);
+  Status DeleteInTransaction(const std::vector<Key>& keys);
   Status ListKeys(std::vector<Key>& keys) const;
+  Status ListKeysOf(uint32_t device, std::vector<Key>& keys) const;
   Status RemoveSliceOf(uint32_t device, std::string& from);
-  Status CommitObserved(IndexedBatch& batch);
-  void Publish(Change&& change);
-  Status CommitWithClock(Batch& batch);
+  Publisher::Pieces PiecesOfAll();
+  SnapshotMaker MakeSnapshots();
+  Status RefuseBroken() const;
   void EndTransaction();
 
   const std::string id_;
@@ -126,13 +132,13 @@ class Store : public std::enable_shared_from_this<Store> {
   Readers readers_;
   std::unique_ptr<Engine> engine_;
   StoredSyncSettings syncSettings_;
-  Catalog catalog_;  // does not change after Load
+  const std::unique_ptr<Catalog> catalog_;  // does not change after Load
 
   mutable std::mutex writing_;  // guards all below
-  HybridClock clock_{0};
-  Version reserved_ = 0;  // what the engine holds as the bound of all versions
+  StoreWriter writer_;
   std::unique_ptr<IndexedBatch> transaction_;
   size_t transactionBytes_ = 0;
+  bool broken_ = false;                     // the transaction has half of a write
   std::atomic<bool> inTransaction_{false};  // may be read without the lock
 };
 

@@ -222,8 +222,10 @@ TEST_F(ResultSets, SayThatARecordIsDamaged) {
   ASSERT_EQ(store->Load(), Status::SUCCESS);
   store->Put(B("sound"), B("v"));
   std::unique_ptr<KvStoreResultSet> resultSet;
+  std::unique_ptr<Client::View> snapshot;
+  ASSERT_EQ(store->NewSnapshot(snapshot), Status::SUCCESS);
   ASSERT_EQ(Client::ResultSet::Open(
-                store, std::make_unique<Client::PrefixRows>("plain", store->NewSnapshot(), ""), resultSet),
+                store, std::make_unique<Client::PrefixRows>("plain", std::move(snapshot), ""), resultSet),
             Status::SUCCESS);
   EXPECT_TRUE(resultSet->MoveToFirst());
   EXPECT_EQ(At(*resultSet), "<27459593>");

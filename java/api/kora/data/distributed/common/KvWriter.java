@@ -51,7 +51,8 @@ public interface KvWriter {
   /**
    * Begins a transaction. It takes in all that any thread does with the store, through whatever object, until
    * {@link #commit} or {@link #rollback}; reads see what it wrote. A store that is closed meanwhile rolls it
-   * back.
+   * back. A write that fails halfway, as when the disk can't be read, leaves only {@link #rollback}: until
+   * then all else answers DB_ERROR. What is refused, such as a value that is too large, changes nothing.
    *
    * @throws KvStoreException DEFAULT_DB_ERROR if one is open already; STORE_NOT_OPEN, DB_ERROR
    */

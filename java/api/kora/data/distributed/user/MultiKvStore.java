@@ -9,7 +9,9 @@ import kora.data.distributed.common.Subscription;
 /** A store that is read through snapshots. */
 public interface MultiKvStore extends KvStore, KvWriter {
   /**
-   * Removes all entries.
+   * Removes all entries, all at once. Observers are told of each as deleted: in one change, or outside a
+   * transaction in several, one after the other, where there are more than 10,000 entries or 8 MiB; each of
+   * these comes with the snapshot of the empty store.
    *
    * @throws KvStoreException STORE_NOT_OPEN, DB_ERROR
    */

@@ -1,0 +1,26 @@
+// The clock of a store, which never goes back over a restart.
+#pragma once
+
+#include "contract/status.h"
+#include "engine/engine.h"
+#include "store/hybrid_clock.h"
+
+namespace KORA::DistributedKv::Client {
+
+// The engine holds a bound that no version of the store exceeds; it is written about once a second, ahead of
+// the versions, not with each record. One thread at a time.
+class StoredClock {
+ public:
+  // SUCCESS or DB_ERROR. A bound that was never stored is 0.
+  Status Load(const View& view);
+
+  Version Next() { return clock_.Next(); }
+  // Commits the batch, and the bound with it where the versions have come up with it.
+  Status Commit(Batch& batch);
+
+ private:
+  HybridClock clock_{0};
+  Version bound_ = 0;
+};
+
+}  // namespace KORA::DistributedKv::Client

@@ -1,0 +1,162 @@
+#include "store/store.h"
+
+#include <stdexcept>
+
+#include "support.h"
+
+namespace KORA::DistributedKv::Client {
+namespace {
+
+enum class Trouble { kNone, kReads, kThrows };
+
+// A batch that can't be read, or not be written.
+class TroubledBatch : public IndexedBatch {
+ public:
+  TroubledBatch(std::unique_ptr<IndexedBatch> batch, const Trouble& trouble)
+      : batch_(std::move(batch)), trouble_(trouble) {}
+
+  void Put(Bytes key, Bytes head, Bytes body) override {
+    if (trouble_ == Trouble::kThrows && key == "dtwo") throw std::runtime_error("no memory");
+    batch_->Put(key, head, body);
+  }
+  void Delete(Bytes key) override { batch_->Delete(key); }
+  Status Commit() override { return batch_->Commit(); }
+  Status Get(Bytes key, const Visitor& visit) const override {
+    return trouble_ == Trouble::kReads && key == "dtwo" ? Status::DB_ERROR : batch_->Get(key, visit);
+  }
+  std::unique_ptr<Cursor> Entries(Bytes prefix) const override { return batch_->Entries(prefix); }
+  std::unique_ptr<View> NewSnapshot() const override { return batch_->NewSnapshot(); }
+  void Changes(Bytes prefix, const ChangeVisitor& visit) const override { batch_->Changes(prefix, visit); }
+
+ private:
+  const std::unique_ptr<IndexedBatch> batch_;
+  const Trouble& trouble_;
+};
+
+class TroubledEngine : public Engine {
+ public:
+  TroubledEngine(std::unique_ptr<Engine> engine, const Trouble& trouble)
+      : engine_(std::move(engine)), trouble_(trouble) {}
+
+  Status Get(Bytes key, const Visitor& visit) const override { return engine_->Get(key, visit); }
+  std::unique_ptr<Cursor> Entries(Bytes prefix) const override { return engine_->Entries(prefix); }
+  std::unique_ptr<View> NewSnapshot() const override { return engine_->NewSnapshot(); }
+  std::unique_ptr<Batch> NewBatch() override { return engine_->NewBatch(); }
+  std::unique_ptr<IndexedBatch> NewIndexedBatch() override {
+    return std::make_unique<TroubledBatch>(engine_->NewIndexedBatch(), trouble_);
+  }
+  Status DeleteAll(std::initializer_list<Bytes> prefixes) override { return engine_->DeleteAll(prefixes); }
+  Status Sync() override { return engine_->Sync(); }
+  bool ReadOnly() const override { return engine_->ReadOnly(); }
+  void Fail() override { engine_->Fail(); }
+  Status Backup() override { return engine_->Backup(); }
+
+ private:
+  const std::unique_ptr<Engine> engine_;
+  const Trouble& trouble_;
+};
+
+constexpr const char* kIndexed = R"({"fields": [{"field": "n", "type": "int"}], "indexes": ["n"]})";
+
+class StoreTest : public ClientTest {
+ protected:
+  void TearDown() override { store_->Close(); }
+
+  void OpenStore(const std::string& schema) {
+    std::filesystem::create_directories(Folder("plain"));
+    EngineOptions options;
+    options.folder = Folder("plain");
+    options.create = true;
+    options.memoryBudget = 8 << 20;
+    std::unique_ptr<Engine> engine;
+    ASSERT_EQ(OpenEngine(options, engine), Status::SUCCESS);
+    store_ = std::make_shared<Store>("plain", StoreTraits(),
+                                     std::make_unique<TroubledEngine>(std::move(engine), trouble_), "device");
+    ASSERT_EQ(store_->Load(schema), Status::SUCCESS);
+  }
+
+  static Blob Document(int n) { return B("\x01{\"n\": " + std::to_string(n) + "}"); }
+
+  Trouble trouble_ = Trouble::kNone;
+  std::shared_ptr<Store> store_;
+};
+
+TEST_F(StoreTest, AWriteThatFailsHalfwayBreaksItsTransactionUntilRollback) {
+  OpenStore(kIndexed);
+  const std::vector<Entry> both = {{B("one"), Document(1)}, {B("two"), Document(2)}};
+  for (const Trouble trouble : {Trouble::kReads, Trouble::kThrows}) {
+    ASSERT_EQ(store_->StartTransaction(), Status::SUCCESS);
+    ASSERT_EQ(store_->Put(B("before"), Document(0)), Status::SUCCESS);
+    EXPECT_EQ(store_->Put(B("large"), Blob(std::vector<uint8_t>(5 << 20))), Status::INVALID_ARGUMENT);
+    trouble_ = trouble;
+    if (trouble == Trouble::kThrows) {
+      EXPECT_THROW(store_->PutBatch(both), std::runtime_error);
+    } else {
+      EXPECT_EQ(store_->PutBatch(both), Status::DB_ERROR);
+    }
+    trouble_ = Trouble::kNone;
+    Value value;
+    std::vector<Entry> entries;
+    std::unique_ptr<View> snapshot;
+    const Status answers[] = {store_->Put(B("k"), Document(3)),
+                              store_->Delete(B("k")),
+                              store_->Clear(),
+                              store_->RemoveDeviceData("device"),
+                              store_->Get(B("before"), value),
+                              store_->GetEntries(B(""), entries),
+                              store_->NewSnapshot(snapshot),
+                              store_->StartTransaction(),
+                              store_->Commit()};
+    for (const Status answer : answers) EXPECT_EQ(answer, Status::DB_ERROR) << &answer - answers;
+    EXPECT_EQ(store_->Rollback(), Status::SUCCESS);
+    EXPECT_EQ(store_->GetEntries(B(""), entries), Status::SUCCESS);
+    EXPECT_EQ(ToPairs(entries), Pairs());
+  }
+}
+
+TEST_F(StoreTest, AClearIsToldWholeAndInOrderHoweverMuchThereIs) {
+  OpenStore("");
+  constexpr size_t kRecords = 2 * kMaxWaitingEntries + 5;
+  std::vector<Entry> entries;
+  for (size_t i = 0; i < kRecords; ++i) entries.emplace_back(B("k" + std::to_string(i)), B("v"));
+  store_->PutBatch(entries);
+  const auto observer = std::make_shared<RecordingObserver>();
+  store_->Observers().Subscribe(SubscribeType::LOCAL, observer, nullptr);
+  observer->Hold(true);
+  store_->Put(B("first"), B("1"));
+  observer->Await(1);
+  EXPECT_EQ(store_->Clear(), Status::SUCCESS);
+  store_->Put(B("k1"), B("later"));
+  EXPECT_EQ(store_->Clear(), Status::SUCCESS);
+  EXPECT_EQ(store_->Clear(), Status::SUCCESS);
+  observer->Hold(false);
+  store_->Put(B("last"), B("1"));
+  const std::vector<std::string> lines = observer->Await(7);
+  ASSERT_EQ(lines.size(), 7U);
+  size_t told = 0;
+  for (size_t i = 1; i < 4; ++i) {
+    told += static_cast<size_t>(std::count(lines[i].begin(), lines[i].end(), '-'));
+    EXPECT_EQ(lines[i].find_first_of("+~"), std::string::npos);
+  }
+  EXPECT_EQ(told, kRecords + 1);
+  EXPECT_EQ((std::vector<std::string>{lines.begin() + 4, lines.end()}),
+            (std::vector<std::string>{"+k1=later", "-k1=later", "+last=1"}));
+}
+
+TEST_F(StoreTest, NothingIsToldOfAClearOnceTheStoreIsClosed) {
+  OpenStore("");
+  store_->PutBatch({{B("a"), B("1")}, {B("b"), B("2")}});
+  const auto observer = std::make_shared<RecordingObserver>();
+  store_->Observers().Subscribe(SubscribeType::LOCAL, observer, nullptr);
+  observer->Hold(true);
+  store_->Put(B("c"), B("3"));
+  observer->Await(1);
+  store_->Clear();
+  store_->Gate().Close();
+  store_->Close();
+  observer->Hold(false);
+  EXPECT_EQ(observer->Await(1).size(), 1U);
+}
+
+}  // namespace
+}  // namespace KORA::DistributedKv::Client
