@@ -46,23 +46,26 @@ public final class Kora implements StoreScope {
   @Option(
       names = "--home",
       scope = ScopeType.INHERIT,
+      parameterConsumer = AnyWord.class,
       paramLabel = "FOLDER",
       description = "The folder of all stores (default: $KORA_DATA_HOME, else kora-data in the user's data folder).")
-  private Path home;
+  private String home;
 
   @Option(
       names = "--app",
       scope = ScopeType.INHERIT,
-      defaultValue = "${env:KORA_APP:-kora}",
+      parameterConsumer = AnyWord.class,
+      paramLabel = "NAME",
       description = "The application (default: $KORA_APP, else kora).")
-  private String app;
+  private String app = environment("KORA_APP", "kora");
 
   @Option(
       names = "--store",
       scope = ScopeType.INHERIT,
-      defaultValue = "${env:KORA_STORE:-default}",
+      parameterConsumer = AnyWord.class,
+      paramLabel = "NAME",
       description = "The store (default: $KORA_STORE, else default).")
-  private String store;
+  private String store = environment("KORA_STORE", "default");
 
   @Option(
       names = "--encrypt",
@@ -129,7 +132,7 @@ public final class Kora implements StoreScope {
   /** A manager of the chosen application's stores; the caller closes it. */
   KvManager manager() {
     if (home != null) {
-      StoreClient.configure(StoreClientSettings.builder().home(home).build());
+      StoreClient.configure(StoreClientSettings.builder().home(Path.of(home)).build());
     }
     if (readOnly) {
       StoreClient.configure(StoreClientSettings.builder().readOnly(true).build());
@@ -139,7 +142,7 @@ public final class Kora implements StoreScope {
 
   @Override
   public Path folder() {
-    return DataHome.folder(home).resolve(app).resolve(store);
+    return DataHome.folder(home == null ? null : Path.of(home)).resolve(app).resolve(store);
   }
 
   @Override
@@ -179,6 +182,10 @@ public final class Kora implements StoreScope {
   /** Has the store only read, whatever the command line says; before the first manager. */
   void readOnly() {
     readOnly = true;
+  }
+
+  private static String environment(String variable, String otherwise) {
+    return System.getenv().getOrDefault(variable, otherwise);
   }
 
   private static String messageOf(Throwable failure) {

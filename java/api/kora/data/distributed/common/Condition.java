@@ -30,24 +30,28 @@ public final class Condition {
   }
 
   /**
-   * Begins a test.
+   * Names a field, to begin a test of it.
    *
    * @param path the names from the document's top to the field, with dots between them: {@code "address.city"}
    * @return the field
    */
   public static Field field(String path) {
-    return new Field(Json.path(path));
+    return new Field(name(path));
   }
 
   /**
-   * Begins a test of a field whose path has names that contain dots themselves.
+   * Names a field whose path has names that contain dots themselves.
    *
    * @param name the first name
-   * @param more the names after it, at least one
+   * @param more the names after it, if any
    * @return the field
    */
   public static Field fieldAt(String name, String... more) {
-    return new Field(Json.path(names(name, more)));
+    List<String> names = new ArrayList<>(List.of(name(name)));
+    for (String next : Arguments.notNull(more, "field")) {
+      names.add(name(next));
+    }
+    return new Field(Json.list(names));
   }
 
   /**
@@ -76,11 +80,8 @@ public final class Condition {
     return json;
   }
 
-  static String[] names(String first, String... more) {
-    Arguments.notNull(more, "field");
-    List<String> names = new ArrayList<>(List.of(Arguments.text(first, "field")));
-    names.addAll(Arrays.asList(more));
-    return names.toArray(new String[0]);
+  private static String name(String name) {
+    return Json.string(Arguments.text(name, "field"));
   }
 
   private static Condition group(String kind, Condition... conditions) {
@@ -94,12 +95,17 @@ public final class Condition {
     return new Condition("{\"" + kind + "\":" + Json.list(members) + "}");
   }
 
-  /** A field that is about to be tested. Immutable. */
+  /** A field of documents: to be tested, ordered by or declared in a {@link Schema}. Immutable. */
   public static final class Field {
     private final String path;
 
     private Field(String path) {
       this.path = path;
+    }
+
+    /** The path as it stands in queries and schemas. */
+    String path() {
+      return path;
     }
 
     /**

@@ -33,7 +33,8 @@ public interface KvManager extends AutoCloseable {
    * @return the store; the caller closes it, or closing this manager does
    * @throws KvStoreException INVALID_ARGUMENT (also if it is a multi-version store, or was created with
    *     the other choice of encryption), STORE_NOT_FOUND,
-   *     NOT_SUPPORT, SECURITY_LEVEL_ERROR, DB_ERROR (also if another process has it open), STORE_NOT_OPEN;
+   *     NOT_SUPPORT, SECURITY_LEVEL_ERROR, SCHEMA_MISMATCH, INVALID_SCHEMA, READ_ONLY (it would have to be created
+   *     or changed, and may only be read), DB_ERROR (also if another process has it open), STORE_NOT_OPEN;
    *     RECOVER_SUCCESS (it was damaged and is as its backup has it; open it again), RECOVER_FAILED
    */
   SingleKvStore openSingle(String storeId, Options options);
@@ -64,7 +65,7 @@ public interface KvManager extends AutoCloseable {
    *
    * @param storeId the name of the store, which must not be open
    * @throws KvStoreException STORE_NOT_FOUND, INVALID_ARGUMENT, STORE_NOT_OPEN (this manager is closed),
-   *     DB_ERROR; DEFAULT_DB_ERROR if the store is open
+   *     READ_ONLY, DB_ERROR; DEFAULT_DB_ERROR if the store is open
    */
   void deleteStore(String storeId);
 

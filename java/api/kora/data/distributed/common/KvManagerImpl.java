@@ -11,11 +11,13 @@ import kora.data.distributed.internal.NativeHandle;
 import kora.data.distributed.internal.PackageAccess;
 import kora.data.distributed.internal.Relays;
 import kora.data.distributed.internal.Results;
+import kora.data.distributed.internal.ServiceDeath;
 import kora.data.distributed.user.MultiKvStore;
 import kora.data.distributed.user.SingleKvStore;
 
 /** A manager. All of a process share one native manager, which lives as long as the process. */
 final class KvManagerImpl implements KvManager {
+  private static final ServiceDeath SERVICE_DEATH = new ServiceDeath();
   private static long nativeManager;
 
   private final KvManagerConfig config;
@@ -25,11 +27,11 @@ final class KvManagerImpl implements KvManager {
 
   KvManagerImpl(KvManagerConfig config) {
     this.config = config;
-    Relays<DeviceChangeCallback, DeviceRelay> listeners = Relays.ofManager(true);
-    Relays<KvStoreServiceDeathRecipient, DeathRelay> recipients = Relays.ofManager(false);
+    Relays<DeviceChangeCallback, DeviceRelay> listeners = Relays.ofManager();
+    Relays<KvStoreServiceDeathRecipient, DeathRelay> recipients = Relays.ofManager();
     handle = NativeHandle.root("The manager of '" + config.getAppId() + "'", nativeManager(), manager -> {
       listeners.removeAll(relay -> nativeUnRegisterDeviceChangeListener(relay, manager));
-      recipients.removeAll(relay -> nativeUnRegisterServiceDeath(relay, manager));
+      recipients.removeAll(KvManagerImpl::unregister);
     });
     handle.closeWithOwner(this);
     deviceListeners = listeners;
@@ -90,14 +92,14 @@ final class KvManagerImpl implements KvManager {
   public Subscription registerDeathRecipient(KvStoreServiceDeathRecipient recipient) {
     Arguments.notNull(recipient, "recipient");
     return handle.call(this, manager -> deathRecipients.add(recipient, new DeathRelay(recipient),
-        relay -> nativeRegisterServiceDeath(relay, manager),
-        this::unregister));
+        relay -> SERVICE_DEATH.add(relay, death -> nativeRegisterServiceDeath(death, manager)),
+        KvManagerImpl::unregister));
   }
 
   @Override
   public void unregisterDeathRecipient(KvStoreServiceDeathRecipient recipient) {
     Arguments.notNull(recipient, "recipient");
-    handle.run(this, manager -> deathRecipients.remove(recipient, this::unregister));
+    handle.run(this, manager -> deathRecipients.remove(recipient, KvManagerImpl::unregister));
   }
 
   @Override
@@ -118,8 +120,9 @@ final class KvManagerImpl implements KvManager {
     handle.run(this, manager -> nativeUnRegisterDeviceChangeListener(relay, manager));
   }
 
-  private void unregister(DeathRelay relay) {
-    handle.run(this, manager -> nativeUnRegisterServiceDeath(relay, manager));
+  /** Not under a guard: the native manager lives as long as the process, and so does the one recipient. */
+  private static void unregister(DeathRelay relay) {
+    SERVICE_DEATH.remove(relay, death -> nativeUnRegisterServiceDeath(death, nativeManager()));
   }
 
   private static synchronized long nativeManager() {

@@ -10,7 +10,8 @@ import java.util.OptionalLong;
  * Reads values by key.
  *
  * <p>Each read comes in two forms: {@code get} throws KEY_NOT_FOUND for an absent key, {@code find} answers
- * with an empty optional. The reads of one type throw INVALID_FORMAT when the value is of another type.
+ * with an empty optional. The reads of one type throw INVALID_FORMAT when the value is of another type. Only a store
+ * throws EXCEED_MAX_ACCESS_RATE; what it handed out is read at any rate.
  */
 public interface KvReader {
   /**
@@ -18,7 +19,7 @@ public interface KvReader {
    *
    * @param key not empty
    * @return the value, or empty if the key is absent
-   * @throws KvStoreException STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException STORE_NOT_OPEN, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   Optional<Value> find(String key);
 
@@ -27,7 +28,7 @@ public interface KvReader {
    *
    * @param prefix the beginning of the keys; empty for all entries
    * @return the entries in the order of their keys' bytes, in a list that can't be changed
-   * @throws KvStoreException STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException STORE_NOT_OPEN, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   List<Entry> getEntries(String prefix);
 
@@ -36,7 +37,7 @@ public interface KvReader {
    *
    * @param key not empty
    * @return whether there is one
-   * @throws KvStoreException STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException STORE_NOT_OPEN, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default boolean contains(String key) {
     return find(key).isPresent();
@@ -47,7 +48,7 @@ public interface KvReader {
    *
    * @param key not empty
    * @return the value
-   * @throws KvStoreException KEY_NOT_FOUND, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException KEY_NOT_FOUND, STORE_NOT_OPEN, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default Value get(String key) {
     return find(key).orElseThrow(() ->
@@ -59,7 +60,8 @@ public interface KvReader {
    *
    * @param key not empty
    * @return the text
-   * @throws KvStoreException KEY_NOT_FOUND, INVALID_FORMAT (another type), STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException KEY_NOT_FOUND, INVALID_FORMAT (another type), STORE_NOT_OPEN,
+   *     EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default String getString(String key) {
     return get(key).asString();
@@ -70,7 +72,8 @@ public interface KvReader {
    *
    * @param key not empty
    * @return the number
-   * @throws KvStoreException KEY_NOT_FOUND, INVALID_FORMAT (another type), STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException KEY_NOT_FOUND, INVALID_FORMAT (another type), STORE_NOT_OPEN,
+   *     EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default int getInt(String key) {
     return get(key).asInt();
@@ -81,7 +84,8 @@ public interface KvReader {
    *
    * @param key not empty
    * @return the number
-   * @throws KvStoreException KEY_NOT_FOUND, INVALID_FORMAT (another type), STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException KEY_NOT_FOUND, INVALID_FORMAT (another type), STORE_NOT_OPEN,
+   *     EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default long getLong(String key) {
     return get(key).asLong();
@@ -92,7 +96,8 @@ public interface KvReader {
    *
    * @param key not empty
    * @return the number
-   * @throws KvStoreException KEY_NOT_FOUND, INVALID_FORMAT (another type), STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException KEY_NOT_FOUND, INVALID_FORMAT (another type), STORE_NOT_OPEN,
+   *     EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default float getFloat(String key) {
     return get(key).asFloat();
@@ -103,7 +108,8 @@ public interface KvReader {
    *
    * @param key not empty
    * @return the number
-   * @throws KvStoreException KEY_NOT_FOUND, INVALID_FORMAT (another type), STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException KEY_NOT_FOUND, INVALID_FORMAT (another type), STORE_NOT_OPEN,
+   *     EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default double getDouble(String key) {
     return get(key).asDouble();
@@ -114,7 +120,8 @@ public interface KvReader {
    *
    * @param key not empty
    * @return the truth value
-   * @throws KvStoreException KEY_NOT_FOUND, INVALID_FORMAT (another type), STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException KEY_NOT_FOUND, INVALID_FORMAT (another type), STORE_NOT_OPEN,
+   *     EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default boolean getBoolean(String key) {
     return get(key).asBoolean();
@@ -125,7 +132,8 @@ public interface KvReader {
    *
    * @param key not empty
    * @return the bytes
-   * @throws KvStoreException KEY_NOT_FOUND, INVALID_FORMAT (another type), STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException KEY_NOT_FOUND, INVALID_FORMAT (another type), STORE_NOT_OPEN,
+   *     EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default byte[] getBytes(String key) {
     return get(key).asBytes();
@@ -136,7 +144,7 @@ public interface KvReader {
    *
    * @param key not empty
    * @return the text, or empty if the key is absent
-   * @throws KvStoreException INVALID_FORMAT (another type), STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_FORMAT (another type), STORE_NOT_OPEN, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default Optional<String> findString(String key) {
     return find(key).map(Value::asString);
@@ -147,7 +155,7 @@ public interface KvReader {
    *
    * @param key not empty
    * @return the number, or empty if the key is absent
-   * @throws KvStoreException INVALID_FORMAT (another type), STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_FORMAT (another type), STORE_NOT_OPEN, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default OptionalInt findInt(String key) {
     Optional<Value> value = find(key);
@@ -159,7 +167,7 @@ public interface KvReader {
    *
    * @param key not empty
    * @return the number, or empty if the key is absent
-   * @throws KvStoreException INVALID_FORMAT (another type), STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_FORMAT (another type), STORE_NOT_OPEN, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default OptionalLong findLong(String key) {
     Optional<Value> value = find(key);
@@ -171,7 +179,7 @@ public interface KvReader {
    *
    * @param key not empty
    * @return the number, or empty if the key is absent
-   * @throws KvStoreException INVALID_FORMAT (another type), STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_FORMAT (another type), STORE_NOT_OPEN, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default Optional<Float> findFloat(String key) {
     return find(key).map(Value::asFloat);
@@ -182,7 +190,7 @@ public interface KvReader {
    *
    * @param key not empty
    * @return the number, or empty if the key is absent
-   * @throws KvStoreException INVALID_FORMAT (another type), STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_FORMAT (another type), STORE_NOT_OPEN, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default OptionalDouble findDouble(String key) {
     Optional<Value> value = find(key);
@@ -194,7 +202,7 @@ public interface KvReader {
    *
    * @param key not empty
    * @return the truth value, or empty if the key is absent
-   * @throws KvStoreException INVALID_FORMAT (another type), STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_FORMAT (another type), STORE_NOT_OPEN, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default Optional<Boolean> findBoolean(String key) {
     return find(key).map(Value::asBoolean);
@@ -205,7 +213,7 @@ public interface KvReader {
    *
    * @param key not empty
    * @return the bytes, or empty if the key is absent
-   * @throws KvStoreException INVALID_FORMAT (another type), STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_FORMAT (another type), STORE_NOT_OPEN, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default Optional<byte[]> findBytes(String key) {
     return find(key).map(Value::asBytes);

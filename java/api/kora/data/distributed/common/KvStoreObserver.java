@@ -24,7 +24,8 @@ public interface KvStoreObserver {
    * #onChange(ChangeNotification)}.
    *
    * @param notification what has changed
-   * @param snapshot the store as it was right after the change; it belongs to the observer, which closes it
+   * @param snapshot the store as it was right after the change; it belongs to the observer, which
+   *     closes it; if this throws, it is closed
    */
   default void onChange(ChangeNotification notification, KvStoreSnapshot snapshot) {
     snapshot.close();

@@ -114,8 +114,12 @@ final class KvStoreResultSetImpl implements KvStoreResultSet {
 
   /** In one step, so that no other thread moves the cursor in between. */
   private Entry entryAt(int position) {
-    return Results.notNull(
-        call(resultSet -> nativeMoveToPosition(resultSet, position) ? nativeGetEntry(resultSet) : null));
+    return Results.notNull(call(resultSet -> {
+      boolean moved = nativeMoveToPosition(resultSet, position);
+      // Where the move has failed, this says why.
+      Entry entry = nativeGetEntry(resultSet);
+      return moved ? entry : null;
+    }));
   }
 
   @Override

@@ -9,7 +9,7 @@ import java.util.function.Supplier;
  *
  * <p>A write has reached the store, as durably as {@link Durability} says, when its call returns. A value
  * takes up to 4 MiB as stored, a batch or transaction up to 64 MiB; the store client refuses more with
- * INVALID_ARGUMENT.
+ * INVALID_ARGUMENT. {@code docs/errors.md} says what brings each error code about.
  */
 public interface KvWriter {
   /**
@@ -17,7 +17,8 @@ public interface KvWriter {
    *
    * @param key not empty
    * @param value the value
-   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, READ_ONLY, EXCEED_MAX_ACCESS_RATE, DB_ERROR; in a store
+   *     with a schema INVALID_FORMAT, INVALID_VALUE_FIELDS, INVALID_FIELD_TYPE, CONSTRAIN_VIOLATION
    */
   void put(String key, Value value);
 
@@ -25,7 +26,7 @@ public interface KvWriter {
    * Removes a key and its value; an absent key is no error.
    *
    * @param key not empty
-   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, READ_ONLY, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   void delete(String key);
 
@@ -36,7 +37,7 @@ public interface KvWriter {
    * bytes of native memory on top of its key and value, so batches of some thousand entries are the best trade.
    *
    * @param entries the entries; none must be null
-   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException as {@link #put(String, Value)}
    */
   void putBatch(List<Entry> entries);
 
@@ -44,7 +45,7 @@ public interface KvWriter {
    * Removes all keys or, on failure, none; absent keys are no error.
    *
    * @param keys the keys; none must be null or empty
-   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, READ_ONLY, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   void deleteBatch(Collection<String> keys);
 
@@ -54,7 +55,8 @@ public interface KvWriter {
    * back. A write that fails halfway, as when the disk can't be read, leaves only {@link #rollback}: until
    * then all else answers DB_ERROR. What is refused, such as a value that is too large, changes nothing.
    *
-   * @throws KvStoreException DEFAULT_DB_ERROR if one is open already; STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException DEFAULT_DB_ERROR if one is open already; STORE_NOT_OPEN, READ_ONLY,
+   *     EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   void startTransaction();
 
@@ -120,7 +122,7 @@ public interface KvWriter {
    *
    * @param key not empty
    * @param text any string
-   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException as {@link #put(String, Value)}
    */
   default void putString(String key, String text) {
     put(key, Value.ofString(text));
@@ -131,7 +133,7 @@ public interface KvWriter {
    *
    * @param key not empty
    * @param number any
-   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException as {@link #put(String, Value)}
    */
   default void putInt(String key, int number) {
     put(key, Value.ofInt(number));
@@ -142,7 +144,7 @@ public interface KvWriter {
    *
    * @param key not empty
    * @param number any
-   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException as {@link #put(String, Value)}
    */
   default void putLong(String key, long number) {
     put(key, Value.ofLong(number));
@@ -153,7 +155,7 @@ public interface KvWriter {
    *
    * @param key not empty
    * @param number any
-   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException as {@link #put(String, Value)}
    */
   default void putFloat(String key, float number) {
     put(key, Value.ofFloat(number));
@@ -164,7 +166,7 @@ public interface KvWriter {
    *
    * @param key not empty
    * @param number any
-   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException as {@link #put(String, Value)}
    */
   default void putDouble(String key, double number) {
     put(key, Value.ofDouble(number));
@@ -175,7 +177,7 @@ public interface KvWriter {
    *
    * @param key not empty
    * @param truth any
-   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException as {@link #put(String, Value)}
    */
   default void putBoolean(String key, boolean truth) {
     put(key, Value.ofBoolean(truth));
@@ -186,7 +188,7 @@ public interface KvWriter {
    *
    * @param key not empty
    * @param bytes copied; may be empty
-   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException as {@link #put(String, Value)}
    */
   default void putBytes(String key, byte[] bytes) {
     put(key, Value.ofBytes(bytes));

@@ -135,7 +135,17 @@ public final class Query {
      * @return this builder
      */
     public Builder orderBy(String path) {
-      orders.add(Json.path(path));
+      return orderBy(Condition.field(path));
+    }
+
+    /**
+     * Orders by a field, as {@link #orderBy(String)}.
+     *
+     * @param field from {@link Condition#field} or {@link Condition#fieldAt}
+     * @return this builder
+     */
+    public Builder orderBy(Condition.Field field) {
+      orders.add(Arguments.notNull(field, "field").path());
       return this;
     }
 
@@ -146,7 +156,17 @@ public final class Query {
      * @return this builder
      */
     public Builder orderByDescending(String path) {
-      orders.add("{\"field\":" + Json.path(path) + ",\"desc\":true}");
+      return orderByDescending(Condition.field(path));
+    }
+
+    /**
+     * Orders by a field the other way round.
+     *
+     * @param field from {@link Condition#field} or {@link Condition#fieldAt}
+     * @return this builder
+     */
+    public Builder orderByDescending(Condition.Field field) {
+      orders.add("{\"field\":" + Arguments.notNull(field, "field").path() + ",\"desc\":true}");
       return this;
     }
 

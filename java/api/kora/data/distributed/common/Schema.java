@@ -3,7 +3,6 @@ package kora.data.distributed.common;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
-import java.util.stream.Collectors;
 import kora.data.distributed.internal.Arguments;
 import kora.data.distributed.internal.Json;
 import kora.data.distributed.internal.Texts;
@@ -65,8 +64,10 @@ public final class Schema {
     return json;
   }
 
-  /** Collects fields and indexes; for one thread. Paths are as in {@link Condition#field}. */
+  /** Collects fields and indexes; for one thread. */
   public static final class Builder {
+    private static final String MANDATORY = ",\"mandatory\":true";
+
     private final List<String> fields = new ArrayList<>();
     private final List<String> indexes = new ArrayList<>();
     private boolean loose;
@@ -76,36 +77,97 @@ public final class Schema {
     /**
      * Adds a field that may be missing or null.
      *
-     * @param path the field
+     * @param path the field, as in {@link Condition#field}
      * @param type its type
      * @return this builder
      */
     public Builder optional(String path, FieldType type) {
-      return field(path, type, "");
+      return optional(Condition.field(path), type);
+    }
+
+    /**
+     * Adds a field that may be missing or null.
+     *
+     * @param field the field, from {@link Condition#field} or {@link Condition#fieldAt}
+     * @param type its type
+     * @return this builder
+     */
+    public Builder optional(Condition.Field field, FieldType type) {
+      return add(field, type, "");
     }
 
     /**
      * Adds a field that must have a value.
      *
-     * @param path the field
+     * @param path the field, as in {@link Condition#field}
      * @param type its type
      * @return this builder
      */
     public Builder mandatory(String path, FieldType type) {
-      return field(path, type, ",\"mandatory\":true");
+      return mandatory(Condition.field(path), type);
+    }
+
+    /**
+     * Adds a field that must have a value.
+     *
+     * @param field the field, from {@link Condition#field} or {@link Condition#fieldAt}
+     * @param type its type
+     * @return this builder
+     */
+    public Builder mandatory(Condition.Field field, FieldType type) {
+      return add(field, type, MANDATORY);
     }
 
     /**
      * Adds a field that may be missing or null. Queries take a default for it where it is missing; the stored value
      * stays as it was written.
      *
-     * @param path the field
+     * @param path the field, as in {@link Condition#field}
      * @param type its type
      * @param value the default: a String, int, long, float, double or boolean
      * @return this builder
      */
     public Builder withDefault(String path, FieldType type, Object value) {
-      return field(path, type, ",\"default\":" + Json.scalar(value, "default"));
+      return withDefault(Condition.field(path), type, value);
+    }
+
+    /**
+     * Adds a field that may be missing or null. Queries take a default for it where it is missing; the stored value
+     * stays as it was written.
+     *
+     * @param field the field, from {@link Condition#field} or {@link Condition#fieldAt}
+     * @param type its type
+     * @param value the default: a String, int, long, float, double or boolean
+     * @return this builder
+     */
+    public Builder withDefault(Condition.Field field, FieldType type, Object value) {
+      return add(field, type, defaultOf(value));
+    }
+
+    /**
+     * Adds a field that may be missing but not null. Queries take a default for it where it is missing; the stored value
+     * stays as it was written.
+     *
+     * @param path the field, as in {@link Condition#field}
+     * @param type its type
+     * @param value the default: a String, int, long, float, double or boolean
+     * @return this builder
+     */
+    public Builder mandatoryWithDefault(String path, FieldType type, Object value) {
+      return mandatoryWithDefault(Condition.field(path), type, value);
+    }
+
+    /**
+     * Adds a field that may be missing but not null. Queries take a default for it where it is missing; the stored value
+     * stays as it was written.
+     *
+     * @param field the field, from {@link Condition#field} or {@link Condition#fieldAt}
+     * @param type its type
+     * @param value the default: a String, int, long, float, double or boolean
+     * @return this builder
+     */
+    public Builder mandatoryWithDefault(Condition.Field field, FieldType type, Object value) {
+      return add(field, type, MANDATORY + defaultOf(value));
     }
 
     /**
@@ -121,12 +183,28 @@ public final class Schema {
     /**
      * Adds an index, which makes queries fast that compare its first fields with values.
      *
-     * @param path the first field
+     * @param path the first field, as in {@link Condition#field}
      * @param more the fields after it, if any
      * @return this builder
      */
     public Builder index(String path, String... more) {
-      List<String> paths = Arrays.stream(Condition.names(path, more)).map(Json::path).collect(Collectors.toList());
+      Condition.Field[] fields =
+          Arrays.stream(Arguments.notNull(more, "field")).map(Condition::field).toArray(Condition.Field[]::new);
+      return index(Condition.field(path), fields);
+    }
+
+    /**
+     * Adds an index, as {@link #index(String, String...)}.
+     *
+     * @param field the first field, from {@link Condition#field} or {@link Condition#fieldAt}
+     * @param more the fields after it, if any
+     * @return this builder
+     */
+    public Builder index(Condition.Field field, Condition.Field... more) {
+      List<String> paths = new ArrayList<>(List.of(Arguments.notNull(field, "field").path()));
+      for (Condition.Field next : Arguments.notNull(more, "field")) {
+        paths.add(Arguments.notNull(next, "field").path());
+      }
       indexes.add(Json.list(paths));
       return this;
     }
@@ -141,10 +219,14 @@ public final class Schema {
           + ",\"indexes\":" + Json.list(indexes) + "}");
     }
 
-    private Builder field(String path, FieldType type, String rules) {
-      fields.add("{\"field\":" + Json.path(path) + ",\"type\":\"" + Arguments.notNull(type, "type").text() + "\""
-          + rules + "}");
+    private Builder add(Condition.Field field, FieldType type, String rules) {
+      fields.add("{\"field\":" + Arguments.notNull(field, "field").path() + ",\"type\":\""
+          + Arguments.notNull(type, "type").text() + "\"" + rules + "}");
       return this;
+    }
+
+    private static String defaultOf(Object value) {
+      return ",\"default\":" + Json.scalar(value, "default");
     }
   }
 }

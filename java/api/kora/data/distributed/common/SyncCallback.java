@@ -11,8 +11,7 @@ public interface SyncCallback {
   int FAILED = 1;
 
   /**
-   * A synchronisation has ended. Called on a callback thread; what it throws goes to that thread's uncaught
-   * exception handler.
+   * A synchronisation has ended. What it throws goes to the uncaught exception handler of the thread that calls it.
    *
    * @param results for each device identifier {@link #SUCCEEDED} or {@link #FAILED}
    */

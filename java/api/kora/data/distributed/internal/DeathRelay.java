@@ -2,16 +2,13 @@ package kora.data.distributed.internal;
 
 import kora.data.distributed.common.KvStoreServiceDeathRecipient;
 
-/** Relays the death of the service. */
-public final class DeathRelay extends Relay<KvStoreServiceDeathRecipient>
-    implements KvStoreServiceDeathRecipient {
+/** Relays the death of the service to one recipient of the program's. */
+public final class DeathRelay extends Relay<KvStoreServiceDeathRecipient> {
   public DeathRelay(KvStoreServiceDeathRecipient target) {
-    super(target);
+    super(target, false);
   }
 
-  @Override
-  public void onRemoteDied() {
-    serviceDied();
+  void tell() {
     deliver(KvStoreServiceDeathRecipient::onRemoteDied);
   }
 }

@@ -7,7 +7,7 @@ import kora.data.distributed.device.DeviceStatus;
 /** Relays the coming and going of devices. */
 public final class DeviceRelay extends Relay<DeviceChangeCallback> implements DeviceChangeCallback {
   public DeviceRelay(DeviceChangeCallback target) {
-    super(target);
+    super(target, true);
   }
 
   @Override

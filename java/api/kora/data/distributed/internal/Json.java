@@ -47,20 +47,4 @@ public final class Json {
     }
     return Double.toString(value);
   }
-
-  /** Paths of names with dots between them; a name that has a dot itself needs the list form. */
-  public static String path(String... names) {
-    Arguments.notNull(names, "field");
-    if (names.length == 0) {
-      throw Arguments.invalid("The field has no names.");
-    }
-    if (names.length == 1) {
-      return string(Arguments.text(names[0], "field"));
-    }
-    StringBuilder json = new StringBuilder();
-    for (String name : names) {
-      json.append(json.length() == 0 ? "[" : ",").append(string(Arguments.text(name, "field")));
-    }
-    return json.append(']').toString();
-  }
 }

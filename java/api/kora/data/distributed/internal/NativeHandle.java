@@ -2,6 +2,7 @@ package kora.data.distributed.internal;
 
 import java.lang.ref.Cleaner;
 import java.lang.ref.Reference;
+import java.util.Optional;
 import java.util.Set;
 import java.util.concurrent.ConcurrentHashMap;
 import java.util.concurrent.CountDownLatch;
@@ -86,13 +87,35 @@ public final class NativeHandle {
     } finally {
       Reference.reachabilityFence(owner);
     }
-    // From here on the child's end, not this method, gives back the use that began above.
-    children.add(child);
-    if (isClosed()) {
-      child.beginClose();
+    if (!takeIn(child)) {
       throw closedException();
     }
     return child;
+  }
+
+  /**
+   * Guards a child that native code has opened of its own accord.
+   *
+   * @return the child, unless this has been closed: then the child has ended. Where this has ended already, nothing
+   *     can be done for the child any more
+   */
+  public Optional<NativeHandle> adopt(String childName, long childHandle, End childEnd) {
+    if ((users.getAndIncrement() & ENDED) != 0) {
+      exit();
+      return Optional.empty();
+    }
+    NativeHandle child = new NativeHandle(childName, childHandle, this, childEnd);
+    return takeIn(child) ? Optional.of(child) : Optional.empty();
+  }
+
+  /** From here on the child's end gives back the use that began for it. Returns false if this has been closed. */
+  private boolean takeIn(NativeHandle child) {
+    children.add(child);
+    if (isClosed()) {
+      child.beginClose();
+      return false;
+    }
+    return true;
   }
 
   /**

@@ -11,26 +11,37 @@ public abstract class Relay<T> {
   private static final AtomicInteger SERVICE_LIVES = new AtomicInteger();
 
   private final int serviceLife = SERVICE_LIVES.get();
+  private final boolean endsWithService;
   private volatile T target;
 
-  Relay(T target) {
+  /**
+   * Relays to a target.
+   *
+   * @param endsWithService whether native code forgets the relay when the service dies; what still reaches it then
+   *     is told to its successor as well, which a program may have registered since
+   */
+  Relay(T target, boolean endsWithService) {
     this.target = target;
+    this.endsWithService = endsWithService;
   }
 
-  final void deliver(Consumer<T> call) {
+  /** Calls the target. Returns false if there is none any more. */
+  final boolean deliver(Consumer<T> call) {
     T listener = target;
-    if (listener != null) {
-      Callbacks.run(() -> call.accept(listener));
+    if (listener == null || hasEnded()) {
+      return false;
     }
+    Callbacks.run(() -> call.accept(listener));
+    return true;
   }
 
   final void cut() {
     target = null;
   }
 
-  /** Whether the service has died since this was made. */
-  final boolean isFromEarlierService() {
-    return serviceLife != SERVICE_LIVES.get();
+  /** Whether it has ended with the service. */
+  final boolean hasEnded() {
+    return endsWithService && serviceLife != SERVICE_LIVES.get();
   }
 
   static void serviceDied() {

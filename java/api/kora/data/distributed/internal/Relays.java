@@ -13,33 +13,22 @@ import kora.data.distributed.common.Subscription;
 /** The listeners of one store or manager, with the relay of each. */
 public final class Relays<L, R extends Relay<L>> {
   private final Map<L, R> relays = Collections.synchronizedMap(new IdentityHashMap<>());
-  private final boolean endWithService;
   private final KvStoreErrorCode whenPresent;
   private final KvStoreErrorCode whenAbsent;
 
-  private Relays(boolean endWithService, KvStoreErrorCode whenPresent, KvStoreErrorCode whenAbsent) {
-    this.endWithService = endWithService;
+  private Relays(KvStoreErrorCode whenPresent, KvStoreErrorCode whenAbsent) {
     this.whenPresent = whenPresent;
     this.whenAbsent = whenAbsent;
   }
 
-  /**
-   * For the observers of a store.
-   *
-   * @param endWithService whether native code forgets them when the service dies
-   */
-  public static Relays<KvStoreObserver, ObserverRelay> ofStore(boolean endWithService) {
-    return new Relays<>(
-        endWithService, KvStoreErrorCode.STORE_ALREADY_SUBSCRIBE, KvStoreErrorCode.STORE_NOT_SUBSCRIBE);
+  /** For the observers of a store. */
+  public static <R extends ObserverRelay> Relays<KvStoreObserver, R> ofStore() {
+    return new Relays<>(KvStoreErrorCode.STORE_ALREADY_SUBSCRIBE, KvStoreErrorCode.STORE_NOT_SUBSCRIBE);
   }
 
-  /**
-   * For the listeners of a manager.
-   *
-   * @param endWithService whether native code forgets them when the service dies
-   */
-  public static <L, R extends Relay<L>> Relays<L, R> ofManager(boolean endWithService) {
-    return new Relays<>(endWithService, KvStoreErrorCode.INVALID_ARGUMENT, KvStoreErrorCode.INVALID_ARGUMENT);
+  /** For the listeners of a manager. */
+  public static <L, R extends Relay<L>> Relays<L, R> ofManager() {
+    return new Relays<>(KvStoreErrorCode.INVALID_ARGUMENT, KvStoreErrorCode.INVALID_ARGUMENT);
   }
 
   /**
@@ -128,8 +117,12 @@ public final class Relays<L, R extends Relay<L>> {
   }
 
   private void forgetEnded() {
-    if (endWithService) {
-      relays.values().removeIf(Relay::isFromEarlierService);
-    }
+    relays.values().removeIf(relay -> {
+      boolean ended = relay.hasEnded();
+      if (ended) {
+        relay.cut();
+      }
+      return ended;
+    });
   }
 }

@@ -13,6 +13,8 @@ import kora.data.distributed.common.KvStoreException;
  * so that every string comes back as it was.
  */
 public final class Texts {
+  private static final char NOWHERE_IN_JSON = 0x1;
+
   private Texts() {}
 
   public static byte[] encode(String text) {
@@ -27,16 +29,24 @@ public final class Texts {
     }
   }
 
-  /** JSON that is pure ASCII: other characters become Unicode escapes, which mean the same in JSON. */
+  /**
+   * JSON that is pure ASCII: other characters become Unicode escapes, which mean the same in JSON. A text that is no
+   * JSON remains none, for the store client to refuse.
+   */
   public static String asciiJson(String json) {
     StringBuilder ascii = new StringBuilder(json.length());
+    boolean escaped = false;
     for (int i = 0; i < json.length(); i++) {
       char c = json.charAt(i);
-      if (c >= 0x1 && c <= 0x7F) {
+      if (c == 0 || escaped && c > 0x7F) {
+        // An escape would be allowed here, where the character is not.
+        ascii.append(NOWHERE_IN_JSON);
+      } else if (c <= 0x7F) {
         ascii.append(c);
       } else {
         ascii.append(String.format("\\u%04x", (int) c));
       }
+      escaped = c == '\\' && !escaped;
     }
     return ascii.toString();
   }

@@ -13,7 +13,8 @@ public interface MultiKvStore extends KvStore, KvWriter {
    * transaction in several, one after the other, where there are more than 10,000 entries or 8 MiB; each of
    * these comes with the snapshot of the empty store.
    *
-   * @throws KvStoreException STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException STORE_NOT_OPEN, READ_ONLY, EXCEED_MAX_ACCESS_RATE, DB_ERROR; INVALID_ARGUMENT if there are
+   *     too many for the open transaction
    */
   void clear();
 
@@ -21,7 +22,7 @@ public interface MultiKvStore extends KvStore, KvWriter {
    * The store as it is now, to read from; with an open transaction, as that has changed it.
    *
    * @return the snapshot; the caller closes it
-   * @throws KvStoreException STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException STORE_NOT_OPEN, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   KvStoreSnapshot snapshot();
 

@@ -1,11 +1,13 @@
 package kora.data.distributed.user;
 
+import java.lang.ref.WeakReference;
 import java.util.Collection;
 import java.util.List;
+import java.util.Optional;
+import java.util.function.Consumer;
 import kora.data.distributed.common.ChangeNotification;
 import kora.data.distributed.common.Entry;
 import kora.data.distributed.common.KvManagerConfig;
-import kora.data.distributed.common.KvStoreException;
 import kora.data.distributed.common.KvStoreObserver;
 import kora.data.distributed.common.SubscribeType;
 import kora.data.distributed.common.Subscription;
@@ -16,11 +18,12 @@ import kora.data.distributed.internal.NativeHandle;
 import kora.data.distributed.internal.ObserverRelay;
 import kora.data.distributed.internal.Relays;
 import kora.data.distributed.internal.Results;
+import kora.data.distributed.internal.SnapshotRelay;
 
 /** A multi-version store. */
 final class MultiKvStoreImpl extends NativeStore implements MultiKvStore {
   MultiKvStoreImpl(String storeId, NativeHandle handle, KvManagerConfig config, Object manager) {
-    super(storeId, handle, config, manager, Relays.ofStore(false));
+    super(storeId, handle, config, manager, Relays.ofStore());
     handle.whenClosed(observers::cutAll);
   }
 
@@ -79,7 +82,8 @@ final class MultiKvStoreImpl extends NativeStore implements MultiKvStore {
   @Override
   public Subscription subscribe(KvStoreObserver observer) {
     Arguments.notNull(observer, "observer");
-    ObserverRelay newRelay = new ObserverRelay(SubscribeType.ALL, adoptingSnapshots(observer));
+    ObserverRelay newRelay =
+        new SnapshotRelay(adoptingSnapshots(observer), releasing(new WeakReference<>(handle), snapshotName()));
     return call(store -> observers.add(observer, newRelay,
         relay -> Results.done(nativeSubscribe(relay.type(), relay, config, store)),
         this::unregister));
@@ -105,21 +109,37 @@ final class MultiKvStoreImpl extends NativeStore implements MultiKvStore {
 
       @Override
       public void onChange(ChangeNotification notification, KvStoreSnapshot bare) {
-        KvStoreSnapshot snapshot;
+        adopt(bare, handle, snapshotName()).ifPresent(guard -> tell(notification, bare, guard));
+      }
+
+      private void tell(ChangeNotification notification, KvStoreSnapshot bare, NativeHandle guard) {
         try {
-          snapshot = adopt((KvStoreSnapshotImpl) bare);
-        } catch (KvStoreException closedMeanwhile) {
-          return;
+          observer.onChange(notification, ((KvStoreSnapshotImpl) bare).guardedBy(guard, MultiKvStoreImpl.this));
+        } catch (Throwable thrown) {
+          guard.close();
+          throw thrown;
         }
-        observer.onChange(notification, snapshot);
       }
     };
   }
 
-  private KvStoreSnapshot adopt(KvStoreSnapshotImpl bare) {
-    NativeHandle snapshot =
-        handle.open(this, snapshotName(), store -> bare.nativeHandle(), MultiKvStoreImpl::release);
-    return bare.guardedBy(snapshot, this);
+  /**
+   * Ends snapshots that find no observer.
+   *
+   * @param store held weakly, since native code keeps who subscribed for the life of the process
+   */
+  private static Consumer<KvStoreSnapshot> releasing(WeakReference<NativeHandle> store, String name) {
+    return bare -> {
+      NativeHandle open = store.get();
+      if (open != null) {
+        adopt(bare, open, name).ifPresent(NativeHandle::close);
+      }
+    };
+  }
+
+  /** A store that has ended has taken away all that its snapshots held; then there is nothing to guard. */
+  private static Optional<NativeHandle> adopt(KvStoreSnapshot bare, NativeHandle store, String name) {
+    return store.adopt(name, ((KvStoreSnapshotImpl) bare).nativeHandle(), MultiKvStoreImpl::release);
   }
 
   private String snapshotName() {

@@ -45,7 +45,8 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    *
    * @param query the query text, as docs/query.md describes it
    * @return the entries, in a list that can't be changed
-   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN,
+   *     EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   List<Entry> getEntriesWithQuery(String query);
 
@@ -54,7 +55,8 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    *
    * @param query the query
    * @return the entries, in a list that can't be changed
-   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN,
+   *     EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default List<Entry> getEntries(Query query) {
     return getEntriesWithQuery(Arguments.notNull(query, "query").toJson());
@@ -65,7 +67,8 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    *
    * @param query the query
    * @return the number
-   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN,
+   *     EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default int getCount(Query query) {
     return getCountWithQuery(Arguments.notNull(query, "query").toJson());
@@ -76,7 +79,8 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    *
    * @param query the query
    * @return the result set; the caller closes it
-   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN,
+   *     EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   default KvStoreResultSet getResultSet(Query query) {
     return getResultSetWithQuery(Arguments.notNull(query, "query").toJson());
@@ -87,7 +91,8 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    *
    * @param query the query text, as docs/query.md describes it
    * @return the number
-   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN,
+   *     EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   int getCountWithQuery(String query);
 
@@ -97,7 +102,7 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    *
    * @param prefix the beginning of the keys; empty for all entries
    * @return the result set; the caller closes it
-   * @throws KvStoreException STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException STORE_NOT_OPEN, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   KvStoreResultSet getResultSet(String prefix);
 
@@ -106,7 +111,8 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    *
    * @param query the query text, as docs/query.md describes it
    * @return the result set; the caller closes it
-   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, STORE_NOT_OPEN,
+   *     EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   KvStoreResultSet getResultSetWithQuery(String query);
 
@@ -128,7 +134,8 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    * @param deviceIds the identifiers of the devices, at least one
    * @param mode the direction
    * @param callback is told of the outcome exactly once, never on the calling thread before this returns; where
-   *     none came in time, or the store was closed first, all devices count as failed
+   *     none came in time, or the store was closed first, all devices count as failed. It is called on the threads
+   *     on which the future of the other form completes
    * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN; the callback is not called then
    */
   void sync(Collection<String> deviceIds, SyncMode mode, SyncCallback callback);
@@ -139,8 +146,11 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    *
    * <p>The future completes in any case: with the outcome, or exceptionally with a {@link
    * java.util.concurrent.TimeoutException}, also when the store client could not begin, or with a {@link
-   * KvStoreException} when the store is closed first. It completes on a callback thread, so actions that take
-   * long should follow with the {@code Async} methods of the future.
+   * KvStoreException} when the store is closed first.
+   *
+   * <p>It completes with the outcome on the callback thread, on which observers are told as well; with the time-out
+   * on a thread of Java's for all such futures; and when the store is closed, on the thread that closes it. So actions
+   * that take long should follow with the {@code Async} methods of the future.
    *
    * @param deviceIds the identifiers of the devices, at least one
    * @param mode the direction
@@ -156,7 +166,7 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    * Sets how long changes may wait to be synchronised. It is kept with the store; the default is 0.
    *
    * @param allowedDelay in whole milliseconds
-   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
+   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, READ_ONLY, DB_ERROR
    */
   void setAllowedSyncDelay(Duration allowedDelay);
 
@@ -166,7 +176,7 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    * of it. An identifier from which nothing came removes nothing.
    *
    * @param deviceId the identifier of the device; that of this device removes what was written here
-   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, EXCEED_MAX_ACCESS_RATE, DB_ERROR
+   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, READ_ONLY, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   void removeDeviceData(String deviceId);
 

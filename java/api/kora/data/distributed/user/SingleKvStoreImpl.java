@@ -44,7 +44,7 @@ final class SingleKvStoreImpl extends NativeStore implements SingleKvStore {
   private boolean syncCallbackRegistered;
 
   SingleKvStoreImpl(String storeId, NativeHandle handle, KvManagerConfig config, Object manager) {
-    super(storeId, handle, config, manager, Relays.ofStore(true));
+    super(storeId, handle, config, manager, Relays.ofStore());
     Relays<KvStoreObserver, ObserverRelay> relays = observers;
     handle.whenClosed(() -> {
       relays.cutAll();

@@ -14,6 +14,7 @@ import java.util.concurrent.CompletableFuture;
 import java.util.concurrent.ExecutionException;
 import java.util.concurrent.TimeUnit;
 import java.util.concurrent.TimeoutException;
+import kora.data.distributed.common.ChangeNotification;
 import kora.data.distributed.common.KvStoreErrorCode;
 import kora.data.distributed.common.KvStoreException;
 import kora.data.distributed.common.KvStoreObserver;
@@ -22,7 +23,10 @@ import kora.data.distributed.common.Subscription;
 import kora.data.distributed.internal.DeathRelay;
 import kora.data.distributed.internal.ObserverRelay;
 import kora.data.distributed.internal.Relays;
+import kora.data.distributed.internal.ServiceDeath;
+import kora.data.distributed.internal.SnapshotRelay;
 import kora.data.distributed.internal.Syncs;
+import kora.data.distributed.user.KvStoreSnapshot;
 import org.junit.jupiter.api.Test;
 
 /** What stands between native callbacks and a program's listeners, without native code. */
@@ -62,39 +66,76 @@ class CallbacksTest {
     other.cancel(false);
   }
 
+  /** Two recipients hear of one death; what the first of them registers anew does not end with the second. */
   @Test
   void theServiceTakesObserversWithItAndTheyCanReturn() {
-    Relays<KvStoreObserver, ObserverRelay> single = Relays.ofStore(true);
-    Relays<KvStoreObserver, ObserverRelay> multi = Relays.ofStore(false);
-    KvStoreObserver observer = notification -> {};
-    List<String> natives = new ArrayList<>();
-    Subscription first = add(single, observer, natives);
-    add(multi, observer, natives);
-    assertFails(KvStoreErrorCode.STORE_ALREADY_SUBSCRIBE, () -> add(single, observer, natives));
+    List<String> events = new ArrayList<>();
+    KvStoreObserver observer = notification -> events.add("heard");
+    Relays<KvStoreObserver, ObserverRelay> single = Relays.ofStore();
+    Relays<KvStoreObserver, ObserverRelay> multi = Relays.ofStore();
+    ObserverRelay before = new ObserverRelay(SubscribeType.ALL, observer);
+    ObserverRelay lasting = new SnapshotRelay(observer, snapshot -> {});
+    Subscription first = add(single, observer, before, events);
+    add(multi, observer, lasting, events);
+    assertFails(KvStoreErrorCode.STORE_ALREADY_SUBSCRIBE, () -> add(single, observer, before, events));
 
-    new DeathRelay(() -> natives.add("died")).onRemoteDied();
-    assertFails(KvStoreErrorCode.STORE_NOT_SUBSCRIBE, () -> single.remove(observer, relay -> natives.add("-")));
-    add(single, observer, natives);
+    ServiceDeath death = new ServiceDeath();
+    ObserverRelay[] renewed = {null};
+    DeathRelay renews = new DeathRelay(() -> {
+      assertFails(KvStoreErrorCode.STORE_NOT_SUBSCRIBE, () -> single.remove(observer, relay -> {}));
+      renewed[0] = new ObserverRelay(SubscribeType.ALL, observer);
+      add(single, observer, renewed[0], events);
+    });
+    DeathRelay listens = new DeathRelay(() -> events.add("died"));
+    death.add(renews, recipient -> events.add("recipient"));
+    death.add(listens, recipient -> events.add("recipient"));
+    death.onRemoteDied();
+    for (ObserverRelay relay : List.of(before, renewed[0], lasting)) {
+      relay.onChange(null);
+    }
     first.close();
-    single.remove(observer, relay -> natives.add("-"));
-    multi.remove(observer, relay -> natives.add("-"));
-    assertEquals(List.of("+", "+", "died", "+", "-", "-"), natives);
+    single.remove(observer, relay -> events.add("-"));
+    multi.remove(observer, relay -> events.add("-"));
+    death.remove(renews, recipient -> events.add("no recipient"));
+    death.remove(listens, recipient -> events.add("no recipient"));
+    assertEquals(
+        List.of("+", "+", "recipient", "+", "died", "heard", "heard", "-", "-", "no recipient"), events);
+  }
+
+  @Test
+  void aSnapshotThatFindsNoObserverIsReleased() {
+    List<String> events = new ArrayList<>();
+    KvStoreObserver observer = new KvStoreObserver() {
+      @Override
+      public void onChange(ChangeNotification notification) {}
+
+      @Override
+      public void onChange(ChangeNotification notification, KvStoreSnapshot snapshot) {
+        events.add("delivered");
+      }
+    };
+    Relays<KvStoreObserver, ObserverRelay> relays = Relays.ofStore();
+    ObserverRelay relay = new SnapshotRelay(observer, snapshot -> events.add("released"));
+    Subscription subscription = add(relays, observer, relay, events);
+    relay.onChange(null, null);
+    subscription.close();
+    relay.onChange(null, null);
+    assertEquals(List.of("+", "delivered", "-", "released"), events);
   }
 
   @Test
   void aRefusedRegistrationLeavesNothing() {
-    Relays<KvStoreObserver, ObserverRelay> relays = Relays.ofStore(true);
+    Relays<KvStoreObserver, ObserverRelay> relays = Relays.ofStore();
     KvStoreObserver observer = notification -> {};
     ObserverRelay relay = new ObserverRelay(SubscribeType.ALL, observer);
     assertThrows(IllegalStateException.class, () -> relays.add(observer, relay, refused -> {
       throw new IllegalStateException();
     }, ended -> {}));
-    add(relays, observer, new ArrayList<>());
+    add(relays, observer, relay, new ArrayList<>());
   }
 
-  private static Subscription add(
-      Relays<KvStoreObserver, ObserverRelay> relays, KvStoreObserver observer, List<String> natives) {
-    return relays.add(observer, new ObserverRelay(SubscribeType.ALL, observer),
-        relay -> natives.add("+"), relay -> natives.add("-"));
+  private static Subscription add(Relays<KvStoreObserver, ObserverRelay> relays, KvStoreObserver observer,
+      ObserverRelay relay, List<String> events) {
+    return relays.add(observer, relay, added -> events.add("+"), removed -> events.add("-"));
   }
 }

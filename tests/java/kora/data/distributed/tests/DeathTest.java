@@ -13,10 +13,13 @@ import java.util.concurrent.LinkedBlockingQueue;
 import java.util.concurrent.TimeUnit;
 import java.util.stream.Collectors;
 import java.util.stream.Stream;
+import kora.data.distributed.common.ChangeNotification;
 import kora.data.distributed.common.KvManager;
 import kora.data.distributed.common.KvManagerFactory;
 import kora.data.distributed.common.KvStoreErrorCode;
+import kora.data.distributed.common.KvStoreObserver;
 import kora.data.distributed.common.Options;
+import kora.data.distributed.common.SubscribeType;
 import kora.data.distributed.user.SingleKvStore;
 import org.junit.jupiter.api.Assumptions;
 import org.junit.jupiter.api.Test;
@@ -30,7 +33,14 @@ class DeathTest {
     LinkedBlockingQueue<String> deaths = new LinkedBlockingQueue<>();
     try (KvManager manager = KvManagerFactory.create(APP)) {
       folder("store");
-      manager.registerDeathRecipient(() -> deaths.add("one"));
+      LinkedBlockingQueue<ChangeNotification> changes = new LinkedBlockingQueue<>();
+      KvStoreObserver observer = changes::add;
+      SingleKvStore healthy = manager.openSingle("healthy");
+      healthy.subscribe(SubscribeType.ALL, observer);
+      manager.registerDeathRecipient(() -> {
+        healthy.subscribe(SubscribeType.ALL, observer);
+        deaths.add("one");
+      });
       manager.registerDeathRecipient(() -> deaths.add("two"));
       for (int round = 0; round < 2; round++) {
         try (SingleKvStore store = manager.openSingle("store")) {
@@ -46,7 +56,11 @@ class DeathTest {
           }
         }
         assertNull(deaths.poll());
+        healthy.putInt("heard once", round);
+        assertNotNull(changes.poll(20, TimeUnit.SECONDS));
       }
+      healthy.putInt("last", 1);
+      assertEquals("last", changes.poll(20, TimeUnit.SECONDS).getInsertEntries().get(0).getKey());
     }
   }
 

@@ -71,6 +71,8 @@ class GuardTest {
       argument(Query.class, Query.ofJson("{}")), argument(Condition.class, Condition.field("a").isNull()),
       argument(FieldType.class, FieldType.STRING), argument(Object[].class, new Object[] {1}),
       argument(String[].class, new String[] {"name"}),
+      argument(Condition.Field.class, Condition.field("a")),
+      argument(Condition.Field[].class, new Condition.Field[] {Condition.field("b")}),
       argument(Condition[].class, new Condition[] {Condition.field("a").isNull()}));
 
   private final KvManager manager = Stores.manager();

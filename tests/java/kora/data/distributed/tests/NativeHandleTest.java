@@ -15,6 +15,7 @@ import java.util.concurrent.atomic.AtomicReference;
 import kora.data.distributed.common.KvStoreErrorCode;
 import kora.data.distributed.common.KvStoreException;
 import kora.data.distributed.common.SubscribeType;
+import kora.data.distributed.internal.Callbacks;
 import kora.data.distributed.internal.NativeHandle;
 import kora.data.distributed.internal.ObserverRelay;
 import org.junit.jupiter.api.Test;
@@ -73,6 +74,21 @@ class NativeHandleTest {
     assertEquals(List.of("first", "child 2 of 1", "parent"), order);
     assertFails(KvStoreErrorCode.STORE_NOT_OPEN, () -> child.run(this, h -> {}));
     assertFails(KvStoreErrorCode.STORE_NOT_OPEN, () -> parent.open(this, "Another", h -> 4, (h, p) -> {}));
+    assertEquals(3, order.size());
+  }
+
+  @Test
+  void whatNativeCodeOpensItselfEndsWithItsParentOrAtOnce() {
+    List<String> order = new ArrayList<>();
+    NativeHandle.End end = (h, p) -> order.add("child " + h + " of " + p);
+    NativeHandle parent = NativeHandle.root("The parent", 1, h -> order.add("parent"));
+    assertTrue(parent.adopt("The child", 2, end).isPresent());
+    parent.run(this, h -> {
+      Callbacks.run(parent::close);
+      assertTrue(parent.adopt("The child", 3, end).isEmpty());
+    });
+    assertEquals(List.of("child 2 of 1", "child 3 of 1", "parent"), order);
+    assertTrue(parent.adopt("The child", 4, end).isEmpty());
     assertEquals(3, order.size());
   }
 

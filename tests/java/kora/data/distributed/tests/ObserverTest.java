@@ -166,6 +166,9 @@ class ObserverTest {
       @Override
       public void onChange(ChangeNotification notification, KvStoreSnapshot snapshot) {
         snapshots.add(snapshot);
+        if (notification.getInsertEntries().isEmpty()) {
+          throw new AssertionError("an observer that fails");
+        }
       }
     }));
     multi.subscribe(observer);
@@ -175,11 +178,14 @@ class ObserverTest {
       assertEquals(1, first.getInt("a"));
       assertEquals(List.of("a"), first.getKeys(""));
     }
+    multi.putInt("b", 3);
     KvStoreSnapshot second = snapshots.poll(20, TimeUnit.SECONDS);
-    assertEquals(2, second.getInt("a"));
+    KvStoreSnapshot third = snapshots.poll(20, TimeUnit.SECONDS);
+    assertFails(KvStoreErrorCode.STORE_NOT_OPEN, () -> second.getInt("a"));
+    assertEquals(2, third.getInt("a"));
     assertEquals(2, next().getInsertEntries().size() + next().getUpdateEntries().size());
     multi.close();
-    assertFails(KvStoreErrorCode.STORE_NOT_OPEN, () -> second.getInt("a"));
+    assertFails(KvStoreErrorCode.STORE_NOT_OPEN, () -> third.getInt("a"));
   }
 
   @Test

@@ -48,11 +48,11 @@ class QueryTest {
   @Test
   void buildersWriteAsciiJson() {
     Query query = Query.builder().prefix("\u00FC\"\\\n").device("d").offset(1).limit(2).orderBy("a.b")
-        .orderByDescending("c").where(field("a").in(1, "x", true, 2.5, Long.MAX_VALUE)).where(fieldAt("a.b", "c").isNull())
+        .orderByDescending(fieldAt("c.d")).where(field("a").in(1, "x", true, 2.5, Long.MAX_VALUE)).where(fieldAt("a.b", "c").isNull())
         .build();
     assertEquals("{\"prefix\":\"\\u00fc\\\"\\\\\\u000a\",\"device\":\"d\",\"where\":{\"and\":["
         + "{\"field\":\"a\",\"in\":[1,\"x\",true,2.5,9223372036854775807]},{\"field\":[\"a.b\",\"c\"],\"null\":true}]},"
-        + "\"order\":[\"a.b\",{\"field\":\"c\",\"desc\":true}],\"limit\":2,\"offset\":1}", query.toString());
+        + "\"order\":[\"a.b\",{\"field\":[\"c.d\"],\"desc\":true}],\"limit\":2,\"offset\":1}", query.toString());
     assertEquals("{}", Query.builder().build().toJson());
     assertEquals(query, Query.ofJson(query.toJson()));
     assertEquals("{\"mode\":\"loose\",\"fields\":[{\"field\":\"n\",\"type\":\"long\",\"default\":7}],\"indexes\":[[\"n\"]]}",
@@ -119,10 +119,27 @@ class QueryTest {
       assertFails(KvStoreErrorCode.INVALID_QUERY_FORMAT, () -> store.getCount(bad));
       assertFails(KvStoreErrorCode.INVALID_QUERY_FORMAT, () -> store.getResultSet(bad));
     }
+    // What is no JSON does not become some by being written in ASCII.
+    for (String bad : List.of("\"\\\u00E9\"", "\"\0\"", "\"\\\0\"", "\u00E9")) {
+      assertFails(KvStoreErrorCode.INVALID_QUERY_FORMAT, () -> store.getCount(Query.ofJson("{\"prefix\":" + bad + "}")));
+    }
+    assertEquals("{\"prefix\":\"\\\\\\u00e9\"}", Query.ofJson("{\"prefix\":\"\\\\\u00E9\"}").toJson());
     for (Query bad : List.of(Query.where(field("height").isNull()), Query.where(field("age").equalTo("x")),
         Query.builder().orderBy("height").build(), Query.where(field("a..b").isNull()))) {
       assertFails(KvStoreErrorCode.INVALID_QUERY_FIELD, () -> store.getEntries(bad));
     }
+  }
+
+  @Test
+  void aNameMayHaveADot() {
+    Schema schema = Schema.builder().mandatory(fieldAt("o", "x.y"), FieldType.INT)
+        .mandatoryWithDefault(fieldAt("z.z"), FieldType.STRING, "Z").index(fieldAt("z.z"), fieldAt("o", "x.y")).build();
+    SingleKvStore store = manager.openSingle("store", Options.builder().schema(schema).build());
+    store.putString("a", "{\"o\":{\"x.y\":2}}");
+    store.putString("b", "{\"o\":{\"x.y\":1},\"z.z\":\"Z\"}");
+    assertFails(KvStoreErrorCode.CONSTRAIN_VIOLATION, () -> store.putString("c", "{\"o\":{\"x.y\":3},\"z.z\":null}"));
+    Query query = Query.builder().where(fieldAt("z.z").equalTo("Z")).orderBy(fieldAt("o", "x.y")).build();
+    assertEquals("ba", keys(store.getEntries(query)));
   }
 
   @Test
