@@ -23,6 +23,7 @@ public final class Report {
     ROWS.put("snapshot", "snapshot, get, release");
     ROWS.put("list", "prefix list of 1,000, an entry");
     ROWS.put("walk", "cursor over all, an entry");
+    ROWS.put("query", "query by an index, 100 documents");
     ROWS.put("put", "put");
     ROWS.put("safePut", "put that waits for the disk");
     ROWS.put("batch", "batch of 1,000, an entry");

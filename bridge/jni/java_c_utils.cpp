@@ -17,6 +17,9 @@ constexpr const char* kDeviceInfoClass = "kora/data/distributed/device/DeviceInf
 constexpr const char* kDeviceInfoConstructor = "(Ljava/lang/String;Ljava/lang/String;Ljava/lang/String;)V";
 constexpr const char* kDeviceStatusSignature = "Lkora/data/distributed/device/DeviceStatus;";
 
+// Room for a type and its payload at once, without a second allocation for most values.
+constexpr size_t kUsualValueSize = 256;
+
 const jbyte* AsJavaBytes(const uint8_t* bytes) {
   return reinterpret_cast<const jbyte*>(bytes);
 }
@@ -93,6 +96,7 @@ bool JavaCUtils::CopyValueFromJava2C(JNIEnv* env, jobject value, std::vector<uin
   if (typeField == nullptr) return false;
   const jbyte type = valueClass.GetByteField(value, typeField);
   if (env->ExceptionCheck()) return false;
+  out.reserve(out.size() + kUsualValueSize);
   out.push_back(static_cast<uint8_t>(type));
 
   jfieldID payloadField = valueClass.GetField("value", "[B");
