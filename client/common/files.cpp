@@ -91,14 +91,25 @@ std::error_code WritePrivateFile(const std::filesystem::path& name, std::string_
 std::error_code ReplaceFile(const std::filesystem::path& file, std::string_view content) {
   // Several processes may do so at once.
   const std::filesystem::path draft = file.string() + "." + std::to_string(getpid()) + ".draft";
-  if (const std::error_code error = WritePrivateFile(draft, content)) return error;
-  if (rename(draft.c_str(), file.c_str()) != 0) return LastError();
-  return SyncFolder(file.parent_path());
+  std::error_code error = WritePrivateFile(draft, content);
+  if (!error && rename(draft.c_str(), file.c_str()) != 0) error = LastError();
+  if (!error) return SyncFolder(file.parent_path());
+  unlink(draft.c_str());
+  return error;
 }
 
 std::error_code SyncFolder(const std::filesystem::path& folder) {
   const FileDescriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   return opened && fsync(opened.Number()) == 0 ? std::error_code() : LastError();
+}
+
+bool IsOnReadOnlyFileSystem(const std::filesystem::path& path) {
+  std::filesystem::path there = path;
+  while (access(there.c_str(), W_OK) != 0) {
+    if (errno != ENOENT || !there.has_relative_path()) return errno == EROFS;
+    there = there.parent_path();
+  }
+  return false;
 }
 
 bool LeadsTo(const std::filesystem::path& folder, const FileDescriptor& opened) {

@@ -53,6 +53,9 @@ std::error_code ReplaceFile(const std::filesystem::path& file, std::string_view 
 // Makes lasting which names the folder holds.
 std::error_code SyncFolder(const std::filesystem::path& folder);
 
+// Whether nobody can write where the path leads or, if nothing is there yet, where it would be made.
+bool IsOnReadOnlyFileSystem(const std::filesystem::path& path);
+
 enum class FolderLock {
   kTry,
   kTryShared,  // with others that lock it so

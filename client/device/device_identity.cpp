@@ -23,7 +23,7 @@ std::error_code DrawIdentifier(std::string& identifier) {
   return {};
 }
 
-std::error_code ReadOrDraw(const std::filesystem::path& home, std::string& identifier) {
+std::error_code ReadOrDraw(const std::filesystem::path& home, bool keep, std::string& identifier) {
   const std::filesystem::path file = home / ".device";
   if (const std::error_code error = ReadFile(file, identifier);
       error != std::errc::no_such_file_or_directory) {
@@ -31,7 +31,7 @@ std::error_code ReadOrDraw(const std::filesystem::path& home, std::string& ident
   }
   identifier.clear();
   const std::error_code error = DrawIdentifier(identifier);
-  return error ? error : ReplaceFile(file, identifier);
+  return error || !keep ? error : ReplaceFile(file, identifier);
 }
 
 // One process at a time: two that drew at once would each go on with its own.
@@ -39,14 +39,14 @@ std::error_code ReadOrDrawLocked(const std::filesystem::path& home, std::string&
   if (const std::error_code error = MakePrivateFolders(home)) return error;
   FileDescriptor lock;
   const std::error_code error = LockFolder(home, FolderLock::kWait, lock);
-  return error ? error : ReadOrDraw(home, identifier);
+  return error ? error : ReadOrDraw(home, true, identifier);
 }
 
 }  // namespace
 
-std::optional<std::string> DeviceIdentifier(const std::filesystem::path& home) {
+std::optional<std::string> DeviceIdentifier(const std::filesystem::path& home, bool readOnly) {
   std::string identifier;
-  std::error_code error = ReadOrDrawLocked(home, identifier);
+  std::error_code error = readOnly ? ReadOrDraw(home, false, identifier) : ReadOrDrawLocked(home, identifier);
   if (!error && identifier.size() != 2 * kIdentifierBytes) {
     error = std::make_error_code(std::errc::illegal_byte_sequence);
   }

@@ -3,6 +3,7 @@
 #include <mutex>
 #include <optional>
 
+#include "common/files.h"
 #include "common/settings.h"
 #include "common/utf8.h"
 #include "device/device_identity.h"
@@ -24,7 +25,8 @@ Found& FoundByProcess() {
 Status ReadLocalDevice(std::optional<DeviceInfo>& device) {
   const Settings* settings = nullptr;
   if (const Status status = FindSettings(settings); status != Status::SUCCESS) return status;
-  const std::optional<std::string> identifier = DeviceIdentifier(settings->home);
+  const bool read_only = settings->access == Access::kReadOnly || IsOnReadOnlyFileSystem(settings->home);
+  const std::optional<std::string> identifier = DeviceIdentifier(settings->home, read_only);
   if (!identifier) return Status::DB_ERROR;
   device = DeviceInfo{*identifier, ToModifiedUtf8(settings->deviceName).value_or(""),
                       ToModifiedUtf8(settings->deviceType).value_or("")};

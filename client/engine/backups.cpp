@@ -25,7 +25,9 @@ Status Failed(const rocksdb::Status& status, const char* action, const std::file
 }  // namespace
 
 RocksBackups::RocksBackups(const BackupPlace& place)
-    : folder_(place.folder), env_(NewEnv(place.key, nullptr)), log_(NewEngineLog()) {}
+    : folder_(place.folder),
+      env_(rocksdb::NewCompositeEnv(NewFiles(place.key, nullptr))),
+      log_(NewEngineLog()) {}
 
 rocksdb::Status RocksBackups::Open() {
   if (const std::error_code error = MakePrivateFolders(folder_)) {
@@ -67,6 +69,7 @@ Status RestoreBackup(const BackupPlace& place, const std::filesystem::path& targ
     return Failed(status, "opening backups", place.folder);
   std::vector<rocksdb::BackupInfo> found;
   all->GetBackupInfo(&found);
+  Status none = Status::RECOVER_FAILED;
   for (auto backup = found.rbegin(); backup != found.rend(); ++backup) {
     rocksdb::Status status = all->RestoreDBFromBackup(backup->backup_id, target.string(), target.string());
     if (status.ok()) {
@@ -74,10 +77,12 @@ Status RestoreBackup(const BackupPlace& place, const std::filesystem::path& targ
       return Status::SUCCESS;
     }
     Failed(status, "restoring a backup from", place.folder);
+    // A smaller one might find room, but later the newest will.
+    if (status.IsNoSpace()) return Status::DB_ERROR;
     const bool damaged = status.IsCorruption() || status.IsNotFound() || status.IsPathNotFound();
-    if (!damaged) return Status::DB_ERROR;
+    if (!damaged) none = Status::DB_ERROR;
   }
-  return Status::RECOVER_FAILED;
+  return none;
 }
 
 }  // namespace KORA::DistributedKv::Client

@@ -21,8 +21,9 @@ struct BackupPlace {
 // Whether there may be backups; looks at names alone.
 bool HasBackups(const std::filesystem::path& folder);
 
-// Puts the newest backup that is whole into `target`, whose files it replaces; `time` is when it was made, in
-// seconds since 1970 UTC. SUCCESS; RECOVER_FAILED: none is whole; DB_ERROR: it failed for another reason.
+// Puts the newest backup that can be read and is whole into `target`, whose files it replaces; `time` is when
+// it was made, in seconds since 1970 UTC. SUCCESS; RECOVER_FAILED: none is whole; DB_ERROR: one can't be read
+// and none serves in its stead, or there is no room.
 Status RestoreBackup(const BackupPlace& place, const std::filesystem::path& target, int64_t& time);
 
 }  // namespace KORA::DistributedKv::Client

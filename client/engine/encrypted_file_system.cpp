@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -55,7 +56,9 @@ const EVP_CIPHER* CounterMode() {
 
 class CounterStream : public rocksdb::BlockAccessCipherStream {
  public:
-  CounterStream(const SecretKey& key, const Nonce& nonce) : key_(key), nonce_(nonce) {}
+  // No nonce: the file is cut off in its header and has no content; nor can it be given any, for two files
+  // with one nonce give each other away.
+  CounterStream(const SecretKey& key, const std::optional<Nonce>& nonce) : key_(key), nonce_(nonce) {}
 
   size_t BlockSize() override { return kBlockSize; }
 
@@ -79,8 +82,10 @@ class CounterStream : public rocksdb::BlockAccessCipherStream {
  private:
   // Counter mode is its own inverse.
   rocksdb::Status Apply(uint64_t offset, char* data, size_t size) const {
+    if (size == 0) return rocksdb::Status::OK();
+    if (!nonce_) return rocksdb::Status::Corruption("the header of the encryption is cut off");
     EVP_CIPHER_CTX* const context = ContextOfThread();
-    const Nonce counter = CounterAt(nonce_, offset / kBlockSize);
+    const Nonce counter = CounterAt(*nonce_, offset / kBlockSize);
     bool done = context != nullptr &&
                 EVP_EncryptInit_ex(context, CounterMode(), nullptr, key_.Data(), counter.data()) == 1 &&
                 Skip(context, offset % kBlockSize);
@@ -104,7 +109,7 @@ class CounterStream : public rocksdb::BlockAccessCipherStream {
   }
 
   const SecretKey key_;
-  const Nonce nonce_;
+  const std::optional<Nonce> nonce_;
 };
 
 std::string DigestOf(std::string_view header) {
@@ -139,13 +144,13 @@ class CounterProvider : public rocksdb::EncryptionProvider {
   rocksdb::Status CreateCipherStream(const std::string& file, const rocksdb::EnvOptions& /*options*/,
                                      rocksdb::Slice& prefix,
                                      std::unique_ptr<rocksdb::BlockAccessCipherStream>* stream) override {
-    Nonce nonce{};
+    std::optional<Nonce> nonce;
     const std::string_view header(prefix.data(), std::min(prefix.size(), kHeaderSize));
     if (header.size() == kHeaderSize) {
       if (header.substr(0, kMagic.size()) != kMagic || header.substr(kNonceEnd) != DigestOf(header)) {
         return rocksdb::Status::Corruption(file, "the header of the encryption is damaged");
       }
-      std::copy_n(header.begin() + kMagic.size(), kNonceSize, nonce.begin());
+      std::copy_n(header.begin() + kMagic.size(), kNonceSize, nonce.emplace().begin());
     }
     *stream = std::make_unique<CounterStream>(key_, nonce);
     return rocksdb::Status::OK();

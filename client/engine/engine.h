@@ -102,8 +102,9 @@ class Engine : public View {
   virtual bool ReadOnly() const = 0;
   // Takes the engine for failed: the folder is not its own any more.
   virtual void Fail() = 0;
-  // Makes a backup, unless the newest one has all that was committed. DB_ERROR also for an engine without.
-  virtual Status Backup() = 0;
+  // Makes the backups that the options want from now on: one each interval and one at the engine's end,
+  // unless nothing was committed since. To be called when what the engine holds is known to be sound.
+  virtual void StartBackups() = 0;
 };
 
 // Whether reading has found damage in the database of this folder since it was created or restored.

@@ -13,7 +13,8 @@ constexpr const char* kMark = "DAMAGED";
 }  // namespace
 
 void Health::Note(const rocksdb::Status& status) {
-  if (!status.IsCorruption() || damaged_.exchange(true)) return;
+  // Once the database has failed, the folder may be another's.
+  if (!status.IsCorruption() || dead_ || damaged_.exchange(true)) return;
   __android_log_print(KORA_LOG_ERROR, kLogTag, "%s is damaged: %s", folder_.c_str(),
                       status.ToString().c_str());
   if (const std::error_code error = ReplaceFile(folder_ / kMark, "found when it was read\n")) {

@@ -32,7 +32,7 @@ class PrivateFileSystem : public rocksdb::FileSystemWrapper {
                               rocksdb::IODebugContext* debug) override;
   rocksdb::IOStatus CreateDirIfMissing(const std::string& name, const rocksdb::IOOptions& options,
                                        rocksdb::IODebugContext* debug) override;
-  // The folder is locked already, and for longer: a database that failed is not closed.
+  // The folder is locked already, and by its inode: so one that was moved away does not keep its name.
   rocksdb::IOStatus LockFile(const std::string& name, const rocksdb::IOOptions& options,
                              rocksdb::FileLock** lock, rocksdb::IODebugContext* debug) override;
   rocksdb::IOStatus UnlockFile(rocksdb::FileLock* lock, const rocksdb::IOOptions& options,

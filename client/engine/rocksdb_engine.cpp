@@ -6,16 +6,15 @@
 
 #include <algorithm>
 #include <array>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "common/guard.h"
 #include "common/log.h"
 #include "common/periodic.h"
 #include "engine/engine.h"
+#include "engine/fenced_file_system.h"
 #include "engine/health.h"
 #include "engine/rocksdb_backups.h"
 #include "engine/rocksdb_options.h"
@@ -36,8 +35,9 @@ Bytes ToBytes(const rocksdb::Slice& slice) {
 struct Database {
   explicit Database(const EngineOptions& options)
       : folder(options.folder),
-        env(NewEnv(options.key, &room)),
-        health(std::make_shared<Health>(options.folder, options.failed)) {
+        health(std::make_shared<Health>(options.folder, options.failed)),
+        env(rocksdb::NewCompositeEnv(
+            std::make_shared<FencedFileSystem>(NewFiles(options.key, &room), health))) {
     writing.sync = options.syncCommits;
   }
 
@@ -69,8 +69,8 @@ struct Database {
 
   const std::filesystem::path folder;
   LogRoom room;
-  const std::unique_ptr<rocksdb::Env> env;  // outlives the database
   const std::shared_ptr<Health> health;
+  const std::unique_ptr<rocksdb::Env> env;  // outlives the database
   std::unique_ptr<rocksdb::DB> opened;
   rocksdb::WriteOptions writing;
   bool readOnly = false;
@@ -254,42 +254,28 @@ class RocksIndexedBatch : public IndexedBatch {
   std::string value_;
 };
 
-// RocksDB can't close a database whose log it failed to write to: see LogRoom.
-void LeaveForEver(std::unique_ptr<Database> database) {
-  static std::mutex mutex;
-  static auto& left = *new std::vector<std::unique_ptr<Database>>();
-  const std::lock_guard<std::mutex> lock(mutex);
-  left.push_back(std::move(database));
-}
-
 class RocksEngine : public Engine {
  public:
   RocksEngine(const EngineOptions& options, std::unique_ptr<Database> database)
-      : database_(std::move(database)) {
-    if (options.backups.empty() || options.readOnly) return;
-    backups_ = std::make_unique<RocksBackups>(BackupPlace{options.backups, options.key});
-    backupTimer_ =
-        std::make_unique<Periodic>(options.backupInterval, [this] { Guard([this] { return Backup(); }); });
+      : database_(std::move(database)), backupInterval_(options.backupInterval) {
+    if (!options.backups.empty() && !options.readOnly)
+      backups_ = std::make_unique<RocksBackups>(BackupPlace{options.backups, options.key});
   }
 
   RocksEngine(const RocksEngine&) = delete;
   RocksEngine& operator=(const RocksEngine&) = delete;
   ~RocksEngine() override {
+    const bool backs_up = backupTimer_ != nullptr;
     backupTimer_.reset();
-    const bool sound = !database_->readOnly && database_->health->Sound();
-    if (sound) {
+    if (MayWrite()) {
       // What is in tables need not be read from the log again, and a seal can tell whether all of it is
       // there.
       database_->Answer((*database_)->Flush({}), "closing");
-      if (backups_) RocksEngine::Backup();
-    }
-    if (database_->health->Dead()) {
-      LeaveForEver(std::move(database_));
-      return;
+      if (backs_up) Backup();
     }
     const bool closed = database_->Answer((*database_)->Close(), "closing") == Status::SUCCESS;
     database_->opened.reset();
-    if (sound && closed) Seal();
+    if (closed && MayWrite()) Seal();
   }
 
   Status Get(Bytes key, const Visitor& visit) const override { return Read(Newest(), key, visit); }
@@ -323,9 +309,18 @@ class RocksEngine : public Engine {
   bool ReadOnly() const override { return database_->readOnly; }
   void Fail() override { database_->health->Fail("its folder is gone"); }
 
-  Status Backup() override {
-    const std::lock_guard<std::mutex> lock(backingUp_);
-    if (!backups_ || !database_->health->Sound()) return Status::DB_ERROR;
+  void StartBackups() override {
+    if (!backups_) return;
+    backupTimer_ =
+        std::make_unique<Periodic>(backupInterval_, [this] { Guard([this] { return Backup(); }); });
+  }
+
+ private:
+  RocksState Newest() const { return {*database_, nullptr, nullptr}; }
+
+  // On one thread at a time: that of the timer or, when it has ended, the one that ends the engine.
+  Status Backup() {
+    if (!database_->health->Sound()) return Status::DB_ERROR;
     const uint64_t sequence = (*database_)->GetLatestSequenceNumber();
     if (backedUp_ == sequence) return Status::SUCCESS;
     const Status status = backups_->Create(*database_->opened);
@@ -333,8 +328,7 @@ class RocksEngine : public Engine {
     return status;
   }
 
- private:
-  RocksState Newest() const { return {*database_, nullptr, nullptr}; }
+  bool MayWrite() const { return !database_->readOnly && database_->health->Sound(); }
 
   void Seal() const {
     if (const std::error_code error = WriteSeal(database_->folder)) {
@@ -343,8 +337,8 @@ class RocksEngine : public Engine {
     }
   }
 
-  std::unique_ptr<Database> database_;
-  std::mutex backingUp_;  // guards the two below
+  const std::unique_ptr<Database> database_;
+  const std::chrono::seconds backupInterval_;
   std::unique_ptr<RocksBackups> backups_;
   std::optional<uint64_t> backedUp_;  // the last write that the newest backup has
   std::unique_ptr<Periodic> backupTimer_;

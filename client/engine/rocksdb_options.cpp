@@ -78,10 +78,10 @@ void PutBelowEngines(const std::shared_ptr<rocksdb::FileSystem>& files) {
   FilesOfProcess() = files;
 }
 
-std::unique_ptr<rocksdb::Env> NewEnv(const SecretKey* key, LogRoom* room) {
-  const auto files = std::make_shared<PrivateFileSystem>(FilesOfProcess(), room);
-  return rocksdb::NewCompositeEnv(key == nullptr ? std::shared_ptr<rocksdb::FileSystem>(files)
-                                                 : NewEncryptedFileSystem(files, *key));
+std::shared_ptr<rocksdb::FileSystem> NewFiles(const SecretKey* key, LogRoom* room) {
+  auto files = std::make_shared<PrivateFileSystem>(FilesOfProcess(), room);
+  if (key == nullptr) return files;
+  return NewEncryptedFileSystem(files, *key);
 }
 
 std::shared_ptr<rocksdb::Logger> NewEngineLog() {

@@ -13,9 +13,9 @@
 
 namespace KORA::DistributedKv::Client {
 
-// The files of a store; the database must end before it. No key: not encrypted. `key` is copied.
-// Logs get their room from `room`, if there is one.
-std::unique_ptr<rocksdb::Env> NewEnv(const SecretKey* key, LogRoom* room);
+// The files of a store. No key: not encrypted. `key` is copied. Logs get their room from `room`, if there is
+// one; it outlives them.
+std::shared_ptr<rocksdb::FileSystem> NewFiles(const SecretKey* key, LogRoom* room);
 
 std::shared_ptr<rocksdb::Logger> NewEngineLog();
 

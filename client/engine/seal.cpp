@@ -55,9 +55,9 @@ std::error_code Describe(const fs::path& file, std::string& line) {
   return error;
 }
 
-// What can be cured by anything but a backup.
+// A disk that answers with errors may do better next time, and damages no file that it can't read.
 bool IsPassing(const std::error_code& error) {
-  return error && error != std::errc::no_such_file_or_directory && error != std::errc::io_error;
+  return error && error != std::errc::no_such_file_or_directory;
 }
 
 SealState CheckLine(const fs::path& folder, std::string_view line, std::string& reason) {

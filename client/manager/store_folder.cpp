@@ -62,15 +62,26 @@ std::string ToText(const StoreRecord& record) {
   return WithChecksum(text);
 }
 
-bool HasEncryptedIn(const fs::path& folder) {
+bool IsNothing(const std::error_code& error) {
+  return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory;
+}
+
+bool MayBeEncrypted(const fs::path& store) {
+  std::string text;
+  StoreRecord record;
+  if (const std::error_code error = ReadFile(store / kTraitsFile, text)) return !IsNothing(error);
+  return !ParseRecord(text, record) || record.traits.encrypted;
+}
+
+// Whether `test` holds of a folder in this one that stands for an application or a store; also where that
+// can't be told.
+template <typename Test>
+bool AnyIn(const fs::path& folder, Test test) {
   std::error_code error;
-  for (fs::directory_iterator store(folder, error), end; !error && store != end; store.increment(error)) {
-    std::string text;
-    StoreRecord record;
-    if (ReadFile(store->path() / kTraitsFile, text)) continue;
-    if (!ParseRecord(text, record) || record.traits.encrypted) return true;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    if (IsIdentifier(entry->path().filename().string()) && test(entry->path())) return true;
   }
-  return false;
+  return error && !IsNothing(error);
 }
 
 // A name that no other deletion has.
@@ -166,13 +177,9 @@ Status ListStores(const fs::path& application, std::vector<std::string>& storeId
 }
 
 bool HasEncryptedStore(const fs::path& home) {
-  std::error_code error;
-  for (fs::directory_iterator application(home, error), end; !error && application != end;
-       application.increment(error)) {
-    if (HasEncryptedIn(application->path()) || HasEncryptedIn(application->path() / kBackupsFolder))
-      return true;
-  }
-  return false;
+  return AnyIn(home, [](const fs::path& application) {
+    return AnyIn(application, MayBeEncrypted) || AnyIn(application / kBackupsFolder, MayBeEncrypted);
+  });
 }
 
 void RemoveLeftovers(const fs::path& application) {

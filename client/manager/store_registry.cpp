@@ -1,9 +1,9 @@
 #include "manager/store_registry.h"
 
-#include <unistd.h>
-
 #include <utility>
 
+#include "common/files.h"
+#include "common/guard.h"
 #include "common/limits.h"
 #include "common/log.h"
 #include "common/settings.h"
@@ -93,7 +93,7 @@ std::filesystem::path PathOf(const Settings& settings, const StoreName& name) {
 bool IsReadOnly(const std::filesystem::path& store) {
   const Settings* settings = nullptr;
   if (FindSettings(settings) == Status::SUCCESS && settings->access == Access::kReadOnly) return true;
-  return access(store.c_str(), W_OK) != 0 && errno == EROFS;
+  return IsOnReadOnlyFileSystem(store);
 }
 
 FolderLock LockModeOf(const std::filesystem::path& store) {
@@ -119,11 +119,35 @@ Status OpenEngineIn(const std::filesystem::path& folder, bool create, bool backu
   options.memoryBudget = settings->memoryBudget;
   options.failed = [link] { link->Report(); };
   options.readOnly = IsReadOnly(folder);
-  const bool backs_up = backup && !options.readOnly;
-  if (backs_up) options.backups = BackupsOf(folder);
+  if (backup && !options.readOnly) options.backups = BackupsOf(folder);
   options.backupInterval = settings->backupInterval;
-  status = backs_up ? PrepareBackups(folder, record) : Status::SUCCESS;
-  return status == Status::SUCCESS ? OpenEngine(options, engine) : status;
+  return OpenEngine(options, engine);
+}
+
+// What the folder holds, or the beginning of a new store. RECOVER_FAILED: the store is damaged.
+Status ReadOrBegin(const StoreFolder& folder, const StoreTraits& wanted, const Options& options,
+                   StoreRecord& record, bool& is_new) {
+  const std::filesystem::path& path = folder.Path();
+  const bool backed_up = HasBackups(BackupsOf(path));
+  Status status = ReadRecord(path, record);
+  // Where there are backups the store was complete once.
+  if (status == Status::STORE_NOT_FOUND && backed_up) return Status::RECOVER_FAILED;
+  is_new = status == Status::STORE_NOT_FOUND && options.createIfMissing && !IsReadOnly(path);
+  if (is_new) {
+    record.traits = wanted;
+    return folder.BeginCreation();
+  }
+  if (status == Status::SUCCESS) status = CheckTraits(record.traits, wanted);
+  const bool recovers = backed_up || options.backup;
+  return status == Status::SUCCESS && recovers && IsMarkedDamaged(path) ? Status::RECOVER_FAILED : status;
+}
+
+// What is left to do once the store has proved to work.
+Status Complete(const StoreFolder& folder, const StoreRecord& record, bool is_new, bool backup) {
+  Status status = backup ? PrepareBackups(folder.Path(), record) : Status::SUCCESS;
+  if (status == Status::SUCCESS && is_new) status = WriteRecord(folder.Path(), record);
+  if (status == Status::SUCCESS) folder.EndCreation();
+  return status;
 }
 
 }  // namespace
@@ -214,6 +238,8 @@ Status StoreRegistry::OpenSlot(Slot& slot, const std::filesystem::path& path, co
   if (status != Status::SUCCESS) return status;
   slot.folder = std::move(folder);
   WatchFolders(path);
+  // It may have gone before it was watched.
+  if (!slot.folder->IsThere()) slot.store->FailEngine();
   CloseStoresAtExit();
   return Status::SUCCESS;
 }
@@ -222,33 +248,27 @@ Status StoreRegistry::OpenSlot(Slot& slot, const std::filesystem::path& path, co
 Status StoreRegistry::OpenFolder(const StoreFolder& folder, const StoreTraits& wanted, const Options& options,
                                  std::shared_ptr<Store>& store) {
   StoreRecord record;
-  const std::filesystem::path& path = folder.Path();
-  const bool backed_up = HasBackups(BackupsOf(path));
-  Status status = ReadRecord(path, record);
-  // Where there are backups the store was complete once.
-  if (status == Status::STORE_NOT_FOUND && backed_up) return Status::RECOVER_FAILED;
-  const bool is_new = status == Status::STORE_NOT_FOUND && options.createIfMissing && !IsReadOnly(path);
-  if (is_new) status = folder.BeginCreation();
-  if (!is_new && status == Status::SUCCESS) status = CheckTraits(record.traits, wanted);
-  const bool recovers = backed_up || options.backup;
-  if (status == Status::SUCCESS && recovers && IsMarkedDamaged(path)) return Status::RECOVER_FAILED;
+  bool is_new = false;
   const Settings* settings = nullptr;
   DeviceInfo device;
+  Status status = ReadOrBegin(folder, wanted, options, record, is_new);
   if (status == Status::SUCCESS) status = FindSettings(settings);
   if (status == Status::SUCCESS) status = FindLocalDevice(device);
   if (status != Status::SUCCESS) return status;
 
-  if (is_new) record.traits = wanted;
+  const std::filesystem::path& path = folder.Path();
   const auto link = std::make_shared<FailureLink>();
-  std::unique_ptr<Engine> engine;
-  status = OpenEngineIn(path, is_new, options.backup, record, link, engine);
+  std::unique_ptr<Engine> made;
+  status = OpenEngineIn(path, is_new, options.backup, record, link, made);
   if (status != Status::SUCCESS) return status;
-  auto opened = std::make_shared<Store>(path.filename().string(), wanted, std::move(engine), device.deviceId,
+  Engine& engine = *made;
+  auto opened = std::make_shared<Store>(path.filename().string(), wanted, std::move(made), device.deviceId,
                                         settings->rateLimit);
   status = opened->Load(options.schema);
-  if (status == Status::SUCCESS && is_new) status = WriteRecord(path, record);
-  if (status == Status::SUCCESS && !IsReadOnly(path)) folder.EndCreation();
+  if (status == Status::SUCCESS && !engine.ReadOnly())
+    status = Complete(folder, record, is_new, options.backup);
   if (status == Status::SUCCESS) {
+    engine.StartBackups();
     link->Connect(opened);
     store = std::move(opened);
   }
@@ -291,7 +311,7 @@ Status StoreRegistry::Delete(const StoreName& name) {
   const std::filesystem::path path = PathOf(*settings, name);
   if (IsReadOnly(path)) return Refuse(Status::READ_ONLY, "it may only be read");
   RemoveLeftovers(path.parent_path());
-  const bool backed_up = std::filesystem::exists(BackupsOf(path));
+  const bool backed_up = HasBackups(BackupsOf(path));
   std::optional<StoreFolder> folder;
   StoreRecord record;
   status = StoreFolder::Lock(path, FolderLock::kTry, folder);
@@ -299,7 +319,7 @@ Status StoreRegistry::Delete(const StoreName& name) {
   if (status != Status::SUCCESS) return status;
   if (ReadRecord(path, record) == Status::STORE_NOT_FOUND && !backed_up) return Status::STORE_NOT_FOUND;
   // Backups without their store would bring it to life again.
-  if (backed_up) status = RemoveBackups(path);
+  if (std::filesystem::exists(BackupsOf(path))) status = RemoveBackups(path);
   return status == Status::SUCCESS ? RemoveFolder(path, path.parent_path()) : status;
 }
 
@@ -319,6 +339,15 @@ void StoreRegistry::Release(const StoreName& name, const Store* store) {
   SlotUse slot(*this, name);
   const std::lock_guard<std::mutex> lock(slot->mutex);
   if (slot.RemoveHandle(store)) slot->Close();
+}
+
+// An opening that was cut off by an exception leaves a store without handles.
+StoreRegistry::Slot::~Slot() {
+  if (store == nullptr) return;
+  Guard([this] {
+    Close();
+    return Status::SUCCESS;
+  });
 }
 
 void StoreRegistry::Slot::Close() {
@@ -346,6 +375,9 @@ void StoreRegistry::WatchFolders(const std::filesystem::path& store) {
 }
 
 void StoreRegistry::FindLostFolders() {
+  // CloseAll waits for those inside, so that it finds no slot in use.
+  const OperationGate::Pass pass(gate_);
+  if (!pass) return;
   std::vector<StoreName> names;
   {
     const std::lock_guard<std::mutex> lock(mutex_);

@@ -28,18 +28,29 @@ struct StoreName {
   }
 };
 
-// Any thread may call. Answers STORE_NOT_OPEN once CloseAll has begun.
+// Any thread may call. All answer INVALID_ARGUMENT for an identifier that is none or for bad settings, and
+// Open and Delete STORE_NOT_OPEN once CloseAll has begun.
 class StoreRegistry {
  public:
   static StoreRegistry& Instance();
 
-  // Opens the store, or shares it if it is open. `lease` stays empty on failure.
+  // Opens the store, or shares it if it is open. `lease` stays empty on failure:
+  //   INVALID_ARGUMENT     options that are none, or a store of the other kind or encryption
+  //   NOT_SUPPORT          options that ask for what no store does
+  //   STORE_NOT_FOUND      it is not there, and is not to be made or can't be, where all is only read
+  //   SECURITY_LEVEL_ERROR it was created with another level
+  //   INVALID_SCHEMA, SCHEMA_MISMATCH
+  //   RECOVER_SUCCESS      it was damaged; the next opening finds it as a backup has it
+  //   RECOVER_FAILED       it is damaged, and no backup serves of those that it has or was to have
+  //   DB_ERROR             it can't be opened now, or is damaged without backups
+  //   ERROR                this process is a copy by fork of one with stores, or the unexpected
   Status Open(const StoreName& name, StoreKind kind, const Options& options,
               std::unique_ptr<StoreLease>& lease);
   // SUCCESS while a handle of the store is open, else STORE_NOT_OPEN.
   Status CheckOpen(const StoreName& name);
-  // ERROR while it is open, STORE_NOT_FOUND, DB_ERROR.
+  // ERROR while it is open; STORE_NOT_FOUND; READ_ONLY; DB_ERROR.
   Status Delete(const StoreName& name);
+  // SUCCESS or DB_ERROR. An application without stores has none.
   Status List(const std::string& application, std::vector<StoreId>& storeIds);
 
   // For the end of the process: turns all further calls away, here and at every store, waits for those inside
@@ -55,6 +66,11 @@ class StoreRegistry {
     std::optional<StoreFolder> folder;
     std::shared_ptr<Store> store;
     int handles = 0;  // of this store
+
+    Slot() = default;
+    Slot(const Slot&) = delete;
+    Slot& operator=(const Slot&) = delete;
+    ~Slot();
 
     void Close();
   };

@@ -26,6 +26,11 @@ std::string StateKey(uint16_t number) {
   return std::string(kIndexStates).append(TwoBytes(number));
 }
 
+Status Damaged(const char* what) {
+  __android_log_print(KORA_LOG_ERROR, kLogTag, "%s is damaged", what);
+  return Status::RECOVER_FAILED;
+}
+
 std::string Describe(const IndexPaths& paths) {
   std::string description;
   for (const FieldPath& path : paths) {
@@ -47,10 +52,7 @@ Status ListIndexes(const Engine& engine, std::vector<KeptIndex>& indexes) {
   for (; cursor->Valid(); cursor->Next()) {
     const Bytes number = cursor->Key().substr(kIndexStates.size());
     const Bytes value = cursor->Value();
-    if (number.size() != sizeof(uint16_t) || value.empty()) {
-      __android_log_print(KORA_LOG_ERROR, kLogTag, "an index's state is damaged");
-      return Status::DB_ERROR;
-    }
+    if (number.size() != sizeof(uint16_t) || value.empty()) return Damaged("an index's state");
     const auto high = static_cast<unsigned char>(number[0]);
     const auto low = static_cast<unsigned char>(number[1]);
     indexes.push_back({static_cast<uint16_t>(high << kByteBits | low), value.front() == kComplete,
@@ -77,7 +79,7 @@ Status VisitRecords(const Engine& engine, Visit visit) {
   const std::unique_ptr<Cursor> cursor = engine.Entries(kRecordSpace);
   for (; cursor->Valid(); cursor->Next()) {
     const std::optional<Record> record = ParseRecord(cursor->Value());
-    const Status status = record ? visit(KeyOfRecord(cursor->Key()), record->value) : Status::DB_ERROR;
+    const Status status = record ? visit(KeyOfRecord(cursor->Key()), record->value) : Damaged("a record");
     if (status != Status::SUCCESS) return status;
   }
   return cursor->Result();
@@ -178,7 +180,7 @@ Status Catalog::ReadSchema(const Engine& engine) {
   const Status status = engine.Get(kSchemaKey, [&text](Bytes stored) { text = stored; });
   if (status == Status::KEY_NOT_FOUND) return Status::SUCCESS;
   if (status != Status::SUCCESS) return status;
-  return Schema::Parse(text, schema_) == Status::SUCCESS ? Status::SUCCESS : Status::DB_ERROR;
+  return Schema::Parse(text, schema_) == Status::SUCCESS ? Status::SUCCESS : Damaged("the schema");
 }
 
 // Values may break a rule that nothing has checked so far: so all of them are looked at.

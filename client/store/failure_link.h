@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 
+#include "common/guard.h"
 #include "notify/death_notice.h"
 #include "store/store.h"
 
@@ -12,11 +13,15 @@ namespace KORA::DistributedKv::Client {
 // Any thread may call.
 class FailureLink {
  public:
-  // The engine has failed for good: its store turns all away, and the death recipients hear of it.
-  void Report() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    failed_ = true;
-    if (const std::shared_ptr<Store> store = store_.lock()) Pass(*store);
+  // The engine has failed for good: its store turns all away, and the death recipients hear of it. Called on
+  // threads of the engine, which nothing may be thrown at.
+  void Report() noexcept {
+    Guard([this] {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      failed_ = true;
+      if (const std::shared_ptr<Store> store = store_.lock()) Pass(*store);
+      return Status::SUCCESS;
+    });
   }
 
   void Connect(const std::shared_ptr<Store>& store) {

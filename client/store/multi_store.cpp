@@ -14,7 +14,7 @@ StoreId MultiStore::GetStoreId() const {
 void MultiStore::GetKvStoreSnapshot(std::shared_ptr<KvStoreObserver> observer,
                                     std::function<void(Status, std::unique_ptr<KvStoreSnapshot>)> callback) {
   std::unique_ptr<KvStoreSnapshot> taken;
-  Status status = observer ? lease_->Subscribe(SubscribeType::ALL, std::move(observer)) : Status::SUCCESS;
+  Status status = observer ? lease_->Subscribe(SubscribeType::ALL, observer) : Status::SUCCESS;
   if (status == Status::SUCCESS) {
     status = lease_->Access([&taken](Store& store) {
       std::unique_ptr<View> now;
@@ -23,6 +23,7 @@ void MultiStore::GetKvStoreSnapshot(std::shared_ptr<KvStoreObserver> observer,
       taken = std::make_unique<Snapshot>(std::move(view), store.Id());
       return Status::SUCCESS;
     });
+    if (status != Status::SUCCESS && observer) UnSubscribeKvStore(SubscribeType::ALL, observer);
   }
   Guard([&] {
     callback(status, std::move(taken));
@@ -32,7 +33,8 @@ void MultiStore::GetKvStoreSnapshot(std::shared_ptr<KvStoreObserver> observer,
 
 Status MultiStore::ReleaseKvStoreSnapshot(std::unique_ptr<KvStoreSnapshot> snapshot) {
   if (snapshot == nullptr) return Status::INVALID_ARGUMENT;
-  return lease_->Call([&snapshot](const Store&) {
+  // Whatever has become of the store.
+  return Guard([&] {
     snapshot.reset();
     return Status::SUCCESS;
   });

@@ -21,7 +21,7 @@ Status ResultSet::GetEntry(Entry& entry) const {
 }
 
 bool ResultSet::IsOpen() const {
-  return rows_->Call([](IndexedRows&) { return Status::SUCCESS; }) == Status::SUCCESS;
+  return rows_->Call([](IndexedRows&) { return Status::SUCCESS; }) != Status::STORE_NOT_OPEN;
 }
 
 bool ResultSet::GoTo(int64_t position) {

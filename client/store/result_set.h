@@ -13,8 +13,9 @@ namespace KORA::DistributedKv::Client {
 
 // Moves are arithmetic, only GetEntry reads: so a position is exact even if its entry can't be read. A move
 // that would go beyond either end stands right there. GetEntry answers KEY_NOT_FOUND where there is no entry
-// and DB_ERROR for a damaged one. Once the store is closed, moves and questions answer false and GetEntry
-// STORE_NOT_OPEN; count and position stay.
+// and DB_ERROR for a damaged one. Once the store has failed GetEntry answers DB_ERROR, and moves go on: who
+// walks meets the failure instead of an early end. Once the store is closed, moves and questions answer false
+// and GetEntry STORE_NOT_OPEN; count and position stay.
 class ResultSet : public KvStoreResultSet {
  public:
   using RowReader = StoreReader<IndexedRows>;

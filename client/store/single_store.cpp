@@ -111,7 +111,8 @@ void SingleStore::GetResultSetWithQuery(const std::string& query, ResultSetCallb
 
 Status SingleStore::CloseResultSet(std::unique_ptr<KvStoreResultSet>&& resultSet) {
   if (resultSet == nullptr) return Status::INVALID_ARGUMENT;
-  return lease_->Call([&](const Store&) {
+  // Whatever has become of the store.
+  return Guard([&] {
     resultSet.reset();
     return Status::SUCCESS;
   });

@@ -12,8 +12,8 @@
 
 namespace KORA::DistributedKv::Client {
 
-// Answers STORE_NOT_OPEN once the store is closed. What observers are given with one change are snapshots
-// that share a reader.
+// Answers DB_ERROR once the store has failed, STORE_NOT_OPEN once it is closed. What observers are given with
+// one change are snapshots that share a reader.
 class Snapshot : public KvStoreSnapshot {
  public:
   using ViewReader = StoreReader<const View>;

@@ -106,7 +106,7 @@ Status Store::Put(const Key& key, const Value& value) {
 }
 
 Status Store::PutBatch(const std::vector<Entry>& entries) {
-  if (entries.empty()) return Status::SUCCESS;
+  if (entries.empty()) return engine_->ReadOnly() ? Status::READ_ONLY : Status::SUCCESS;
   Status status = CheckEntries(entries);
   if (status == Status::SUCCESS) status = catalog_->Check(entries);
   if (status != Status::SUCCESS) return status;
@@ -121,7 +121,7 @@ Status Store::Delete(const Key& key) {
 }
 
 Status Store::DeleteBatch(const std::vector<Key>& keys) {
-  if (keys.empty()) return Status::SUCCESS;
+  if (keys.empty()) return engine_->ReadOnly() ? Status::READ_ONLY : Status::SUCCESS;
   if (const Status status = CheckKeys(keys); status != Status::SUCCESS) return status;
   return Write(SizeOfAll(keys), [&](Batch& batch, Version) { DeleteRecords(batch, keys); });
 }

@@ -44,7 +44,7 @@ class Store : public std::enable_shared_from_this<Store> {
 
   // Once, before all other operations.
   // `schema`: the text of the schema that the store is to have; empty: the one it has, if any. Errors: those
-  // of Catalog::Load.
+  // of Catalog::Load; RECOVER_FAILED also for another entry about the store that is damaged.
   Status Load(const std::string& schema = {});
 
   const std::string& Id() const { return id_; }

@@ -42,7 +42,9 @@ class StoreLease {
   // As Call, for an operation that reads or writes records: it counts against the store's rate.
   template <typename Operation>
   Status Access(Operation operation) const noexcept {
-    return store_->Rate().Take() ? Call(operation) : Status::EXCEED_MAX_ACCESS_RATE;
+    return Call([&](Store& store) {
+      return store.Rate().Take() ? operation(store) : Status::EXCEED_MAX_ACCESS_RATE;
+    });
   }
 
   Status Subscribe(SubscribeType type, std::shared_ptr<KvStoreObserver> observer) const noexcept {

@@ -30,13 +30,14 @@ class StoreReader final : public Reader {
     store_->OpenReaders().Remove(*this);
   }
 
-  // The answer of `use`; STORE_NOT_OPEN once the store is closed. Never throws.
+  // The answer of `use`; DB_ERROR once the store has failed, STORE_NOT_OPEN once it is closed. Never throws.
   template <typename Use>
   Status Call(Use use) const noexcept {
     return Guard([&] {
       const OperationGate::Pass pass(store_->Gate());
       const Lock lock(mutex_);
-      return pass && source_ ? use(*source_) : Status::STORE_NOT_OPEN;
+      if (pass && source_) return use(*source_);
+      return store_->HasFailed() ? Status::DB_ERROR : Status::STORE_NOT_OPEN;
     });
   }
 

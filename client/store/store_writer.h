@@ -25,7 +25,7 @@ class StoreWriter {
   StoreWriter(Engine& engine, const Catalog& catalog, Publisher& publisher, Snapshots snapshots)
       : engine_(engine), catalog_(catalog), publisher_(publisher), snapshots_(std::move(snapshots)) {}
 
-  // Once, before all others. SUCCESS or DB_ERROR.
+  // Once, before all others. The answer of StoredClock::Load.
   Status Load() { return clock_.Load(engine_); }
 
   // As a commit of its own.

@@ -21,7 +21,7 @@ Status StoredClock::Load(const View& view) {
   if (status == Status::DB_ERROR) return status;
   if (!bound) {
     __android_log_print(KORA_LOG_ERROR, kLogTag, "the clock of a store is damaged");
-    return Status::DB_ERROR;
+    return Status::RECOVER_FAILED;
   }
   clock_ = HybridClock(*bound);
   bound_ = *bound;

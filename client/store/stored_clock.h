@@ -11,7 +11,7 @@ namespace KORA::DistributedKv::Client {
 // the versions, not with each record. One thread at a time.
 class StoredClock {
  public:
-  // SUCCESS or DB_ERROR. A bound that was never stored is 0.
+  // SUCCESS; RECOVER_FAILED: the bound is damaged; DB_ERROR. A bound that was never stored is 0.
   Status Load(const View& view);
 
   Version Next() { return clock_.Next(); }

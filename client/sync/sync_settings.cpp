@@ -76,7 +76,7 @@ Status StoredSyncSettings::Load(const View& engine) {
   if (status == Status::DB_ERROR) return status;
   if (!settings) {
     __android_log_print(KORA_LOG_ERROR, kLogTag, "the settings for synchronisation are damaged");
-    return Status::DB_ERROR;
+    return Status::RECOVER_FAILED;
   }
   const std::lock_guard<std::mutex> lock(mutex_);
   settings_ = std::move(*settings);

@@ -125,7 +125,9 @@ int PrintReadOnly() {
                              g_store->GetEntries(Blob(), entries),
                              g_store->Put(Text("k"), Text("other")),
                              g_store->PutBatch(entries),
+                             g_store->PutBatch({}),
                              g_store->Delete(Text("k")),
+                             g_store->DeleteBatch({}),
                              g_store->StartTransaction(),
                              g_store->Get(Text("k"), value)};
   for (const Status status : statuses) std::printf(" %d", static_cast<int>(status));

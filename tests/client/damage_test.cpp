@@ -3,7 +3,9 @@
 #include <fstream>
 #include <functional>
 #include <random>
+#include <set>
 
+#include "engine/engine.h"
 #include "support.h"
 
 namespace KORA::DistributedKv {
@@ -12,6 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const char* const kBackups = ".backups";
+const char* const kUnreadable = "/proc/self/mem";  // reading its beginning is an input/output error
 
 class Damage : public ClientTest {
  protected:
@@ -124,8 +127,53 @@ TEST_F(Damage, AnOlderBackupServesWhereTheNewestIsDamagedToo) {
     fs::resize_file(entry.path(), 10);
   fs::remove(Files("CURRENT").at(0));
   const auto files = Files("").size();
-  Open("store", WithBackup(), Status::RECOVER_FAILED);
+  for (const Options& options : {WithBackup(), Creating()}) Open("store", options, Status::RECOVER_FAILED);
   EXPECT_EQ(Files("").size(), files);
+}
+
+TEST_F(Damage, AnOlderBackupServesWhereTheNewestCannotBeRead) {
+  Fill(WithBackup(), "older ");
+  std::set<fs::path> tables;
+  for (const auto& entry : fs::directory_iterator(Backups() / "shared_checksum")) tables.insert(entry.path());
+  Fill(WithBackup(), "newer ");
+  for (const auto& entry : fs::directory_iterator(Backups() / "shared_checksum")) {
+    if (tables.count(entry.path()) > 0) continue;
+    fs::remove(entry.path());
+    fs::create_symlink(kUnreadable, entry.path());
+  }
+  fs::remove(Files("CURRENT").at(0));
+  Open("store", WithBackup(), Status::RECOVER_SUCCESS);
+  ExpectFilled(*Open("store", WithBackup()), "older ");
+}
+
+TEST_F(Damage, ADiskThatCannotBeReadIsNotTakenForDamage) {
+  Fill(WithBackup());
+  for (const char* name : {"MANIFEST", "CURRENT", "SEAL"}) {
+    const fs::path file = Files(name).at(0);
+    fs::rename(file, Backups() / "aside");
+    fs::create_symlink(kUnreadable, file);
+    Open("store", WithBackup(), Status::DB_ERROR);
+    fs::rename(Backups() / "aside", file);
+  }
+  ExpectFilled(*Open("store", WithBackup()));
+}
+
+TEST_F(Damage, OfWhatAStoreKeepsAboutItselfIsRecovered) {
+  for (const char* key : {"mclock", "msync", "mschema", "mindex/x"}) {
+    SCOPED_TRACE(key);
+    Fill(WithBackup());
+    Client::EngineOptions engineOptions;
+    engineOptions.folder = Folder("store");
+    std::unique_ptr<Client::Engine> engine;
+    ASSERT_EQ(Client::OpenEngine(engineOptions, engine), Status::SUCCESS);
+    const auto batch = engine->NewBatch();
+    batch->Put(key, "?", {});
+    EXPECT_EQ(batch->Commit(), Status::SUCCESS);
+    engine.reset();
+    Open("store", WithBackup(), Status::RECOVER_SUCCESS);
+    ExpectFilled(*Open("store", WithBackup()));
+    EXPECT_EQ(manager_.DeleteKvStore(app_, {"store"}), Status::SUCCESS);
+  }
 }
 
 TEST_F(Damage, ABackupHasWhatWasWrittenBeforeItWithoutTheOption) {

@@ -2,6 +2,7 @@
 #include <map>
 #include <sstream>
 
+#include "engine/rocksdb_options.h"
 #include "support.h"
 
 namespace KORA::DistributedKv {
@@ -113,6 +114,17 @@ TEST_F(Encryption, WithoutTheRightKeyNothingHappens) {
   Open("store", Encrypted(), Status::DB_ERROR);
   Open("another", Encrypted(), Status::DB_ERROR);
   EXPECT_FALSE(fs::exists(KeyFile()));
+  // What can't be read may be an encrypted store.
+  for (const fs::path& path : {Folder("store") / "STORE", Folder("store")}) {
+    fs::rename(Folder(".backups"), Home() / ".backups");
+    fs::rename(path, Home() / ".aside");
+    fs::create_symlink(path, path);  // a loop
+    Open("another", Encrypted(), Status::DB_ERROR);
+    EXPECT_FALSE(fs::exists(KeyFile())) << path;
+    fs::remove(path);
+    fs::rename(Home() / ".aside", path);
+    fs::rename(Home() / ".backups", Folder(".backups"));
+  }
 
   std::ofstream(KeyFile()) << key.substr(0, 64);
   EXPECT_EQ(Get(*Open("store", Encrypted()), "k"), "v");
@@ -134,6 +146,20 @@ TEST_F(Encryption, AFileCutOffInItsHeaderIsEmpty) {
     EXPECT_EQ(Get(*Open("copy", Encrypted()), "new"), "v") << size;
     fs::remove_all(Folder("copy"));
   }
+}
+
+// Its content would be enciphered without a nonce, as that of any other such file.
+TEST_F(Encryption, AFileCutOffInItsHeaderIsNotWrittenTo) {
+  const Client::SecretKey key;
+  const auto files = Client::NewFiles(&key, nullptr);
+  fs::create_directories(Home());
+  const std::string name = Home() / "cut off";
+  std::ofstream(name) << "KORAE";
+  std::unique_ptr<rocksdb::FSRandomRWFile> file;
+  rocksdb::IOStatus status = files->NewRandomRWFile(name, {}, &file, nullptr);
+  if (status.ok()) status = file->Write(0, "content", {}, nullptr);
+  EXPECT_FALSE(status.ok());
+  fs::remove(name);
 }
 
 }  // namespace

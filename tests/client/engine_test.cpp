@@ -3,6 +3,7 @@
 #include <map>
 #include <random>
 
+#include "common/files.h"
 #include "support.h"
 
 namespace KORA::DistributedKv::Client {
@@ -136,6 +137,13 @@ TEST_F(EngineTest, SnapshotsStayAsTheyWere) {
   EXPECT_EQ(uncommitted->Get("b", [&](Bytes stored) { value = stored; }), Status::SUCCESS);
   EXPECT_EQ(value, "1");
   EXPECT_EQ(later->Get("b", [](Bytes) {}), Status::KEY_NOT_FOUND);
+}
+
+TEST(Files, AReplacementThatFailsLeavesNoDraft) {
+  const std::filesystem::path folder = Home() / "files";
+  std::filesystem::create_directories(folder / "taken");
+  EXPECT_TRUE(ReplaceFile(folder / "taken", "content"));
+  EXPECT_EQ(std::distance(begin(std::filesystem::directory_iterator(folder)), {}), 1);
 }
 
 }  // namespace

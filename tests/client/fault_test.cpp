@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <fstream>
 #include <functional>
 #include <thread>
 
@@ -90,6 +91,32 @@ class Faults : public ClientTest {
     Client::PutBelowEngines(rocksdb::FileSystem::Default());
   }
 
+  static std::unique_ptr<KvStoreResultSet> OpenResultSet(const SingleKvStore& store) {
+    std::unique_ptr<KvStoreResultSet> opened;
+    store.GetResultSet(B(""), [&opened](Status, std::unique_ptr<KvStoreResultSet> resultSet) {
+      opened = std::move(resultSet);
+    });
+    return opened;
+  }
+
+  // Writes so much to a store, which fails for good then. Its handle.
+  std::unique_ptr<SingleKvStore> OpenAndBreak(const std::string& storeId, size_t bytes, int deaths) {
+    auto store = Open(storeId);
+    EXPECT_EQ(Put(*store, "k", std::string(bytes, 'v')), Status::SUCCESS);
+    EXPECT_EQ(Put(*store, "l", std::string(bytes, 'v')), Status::SUCCESS);
+    g_fault = Fault::kBroken;
+    EXPECT_EQ(Put(*store, "k", std::string(bytes, 'w')), Status::DB_ERROR);
+    g_fault = Fault::kNone;
+    EXPECT_TRUE(recipient_->Await(deaths));
+    return store;
+  }
+
+  int Tables(const std::string& storeId) const {
+    const std::filesystem::directory_iterator files(Folder(storeId));
+    return static_cast<int>(std::count_if(
+        begin(files), end(files), [](const auto& file) { return file.path().extension() == ".sst"; }));
+  }
+
   const std::shared_ptr<RecordingRecipient> recipient_ = std::make_shared<RecordingRecipient>();
 };
 
@@ -152,8 +179,13 @@ TEST_F(Faults, AnEngineThatFailsForGoodIsReportedOnceAndServesAgainWhenReopened)
     const auto store = Open();
     const auto other = Open();
     EXPECT_EQ(Put(*store, "k", "v"), Status::SUCCESS);
+    auto resultSet = OpenResultSet(*store);
     fail(*store);
     EXPECT_TRUE(recipient_->Await(++deaths));
+    Entry entry;
+    EXPECT_TRUE(resultSet->MoveToNext());  // who walks must not take this for the end
+    EXPECT_EQ(resultSet->GetEntry(entry), Status::DB_ERROR);
+    EXPECT_EQ(store->CloseResultSet(std::move(resultSet)), Status::SUCCESS);
     for (const auto& handle : {store.get(), other.get()}) {
       EXPECT_EQ(Get(*handle, "k"), "<27459593>");
       EXPECT_EQ(Put(*handle, "k", "v"), Status::DB_ERROR);
@@ -166,6 +198,39 @@ TEST_F(Faults, AnEngineThatFailsForGoodIsReportedOnceAndServesAgainWhenReopened)
   }
   EXPECT_TRUE(recipient_->Await(deaths));
   EXPECT_EQ(Get(*Open(), "k"), "v");
+}
+
+TEST_F(Faults, AFailedEngineLeavesNoWeightOnOtherStores) {
+  // Together more than the write buffers of the process hold.
+  for (int i = 1; i <= 3; ++i) OpenAndBreak("broken" + std::to_string(i), 2'500'000, i);
+  const auto store = Open();
+  for (int i = 0; i < 50; ++i) EXPECT_EQ(Put(*store, std::to_string(i), "v"), Status::SUCCESS);
+  EXPECT_EQ(Tables("store"), 0);
+}
+
+TEST_F(Faults, AFailedEngineLeavesTheFolderOfItsSuccessorAlone) {
+  auto store = Open();
+  Put(*store, "k", "v");
+  std::filesystem::rename(Folder("store"), Home() / "moved away");
+  EXPECT_TRUE(recipient_->Await(1));
+  // As another process may have made it meanwhile, with numbers that the failed engine would take for old.
+  std::filesystem::create_directories(Folder("store"));
+  for (const char* name : {"000002.log", "000003.sst", "MANIFEST-000001"})
+    std::ofstream(Folder("store") / name) << "another's";
+  store.reset();
+  for (const char* name : {"000002.log", "000003.sst", "MANIFEST-000001"})
+    EXPECT_TRUE(std::filesystem::exists(Folder("store") / name)) << name;
+}
+
+TEST_F(Faults, ACreationThatFailsLeavesNoStore) {
+  Options options = Creating();
+  options.backup = true;
+  g_fault = Fault::kBroken;
+  Open("store", options, Status::DB_ERROR);
+  g_fault = Fault::kNone;
+  EXPECT_FALSE(std::filesystem::exists(Home() / app_.appId / ".backups"));
+  EXPECT_EQ(manager_.DeleteKvStore(app_, {"store"}), Status::STORE_NOT_FOUND);
+  EXPECT_EQ(Put(*Open("store", options), "k", "v"), Status::SUCCESS);
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 #include <thread>
 
 #include "notify/publisher.h"
+#include "store/multi_store.h"
+#include "store/snapshot.h"
 #include "support.h"
 
 namespace KORA::DistributedKv {
@@ -224,6 +226,50 @@ TEST_F(Snapshots, EndWithADroppedChange) {
   EXPECT_LE(kept.use_count(), 1 + 1 + 8);
   EXPECT_GE(kept.use_count(), 1 + 8);
   observer->Hold(false);
+}
+
+class RateLimited : public ClientTest {
+ protected:
+  RateLimited() {
+    std::filesystem::create_directories(Folder("plain"));
+    Client::EngineOptions options;
+    options.folder = Folder("plain");
+    options.create = true;
+    std::unique_ptr<Client::Engine> engine;
+    EXPECT_EQ(Client::OpenEngine(options, engine), Status::SUCCESS);
+    const Client::StoreTraits traits{Client::StoreKind::kMulti};
+    store_ = std::make_shared<Client::Store>("plain", traits, std::move(engine), "device", 1);
+    EXPECT_EQ(store_->Load(), Status::SUCCESS);
+    handle_ = std::make_unique<Client::MultiStore>(std::make_unique<Client::StoreLease>(store_, [] {}));
+  }
+  ~RateLimited() override { store_->Close(); }
+
+  std::shared_ptr<Client::Store> store_;
+  std::unique_ptr<Client::MultiStore> handle_;
+};
+
+TEST_F(RateLimited, ARefusedSnapshotLeavesNoObserver) {
+  std::shared_ptr<Collector> observer;
+  for (Status status = Status::SUCCESS; status == Status::SUCCESS;) {
+    observer = std::make_shared<Collector>();
+    handle_->GetKvStoreSnapshot(
+        observer, [&status](Status answer, std::unique_ptr<KvStoreSnapshot>) { status = answer; });
+    EXPECT_TRUE(status == Status::SUCCESS || status == Status::EXCEED_MAX_ACCESS_RATE);
+  }
+  EXPECT_EQ(handle_->UnSubscribeKvStore(SubscribeType::ALL, observer), Status::STORE_NOT_SUBSCRIBE);
+}
+
+TEST_F(RateLimited, WhatAFailedStoreTurnsAwayCountsForNothing) {
+  std::unique_ptr<Client::View> view;
+  ASSERT_EQ(store_->NewSnapshot(view), Status::SUCCESS);
+  auto snapshot = std::make_unique<Client::Snapshot>(
+      std::make_shared<Client::Snapshot::ViewReader>(store_, std::move(view)), "plain");
+  store_->Fail();
+  EXPECT_EQ(handle_->Put(B("k"), B("v")), Status::DB_ERROR);
+  Value value;
+  EXPECT_EQ(snapshot->Get(B("k"), value), Status::DB_ERROR);
+  EXPECT_EQ(handle_->ReleaseKvStoreSnapshot(std::move(snapshot)), Status::SUCCESS);
+  EXPECT_TRUE(store_->Rate().Take());
 }
 
 }  // namespace
