@@ -116,14 +116,14 @@ TEST_F(Encryption, WithoutTheRightKeyNothingHappens) {
   EXPECT_FALSE(fs::exists(KeyFile()));
   // What can't be read may be an encrypted store.
   for (const fs::path& path : {Folder("store") / "STORE", Folder("store")}) {
-    fs::rename(Folder(".backups"), Home() / ".backups");
-    fs::rename(path, Home() / ".aside");
+    fs::rename(Folder(".backups"), Home().parent_path() / "backups");
+    fs::rename(path, Home().parent_path() / "aside");
     fs::create_symlink(path, path);  // a loop
     Open("another", Encrypted(), Status::DB_ERROR);
     EXPECT_FALSE(fs::exists(KeyFile())) << path;
     fs::remove(path);
-    fs::rename(Home() / ".aside", path);
-    fs::rename(Home() / ".backups", Folder(".backups"));
+    fs::rename(Home().parent_path() / "aside", path);
+    fs::rename(Home().parent_path() / "backups", Folder(".backups"));
   }
 
   std::ofstream(KeyFile()) << key.substr(0, 64);

@@ -235,6 +235,7 @@ class RateLimited : public ClientTest {
     Client::EngineOptions options;
     options.folder = Folder("plain");
     options.create = true;
+    options.memoryBudget = 8 << 20;
     std::unique_ptr<Client::Engine> engine;
     EXPECT_EQ(Client::OpenEngine(options, engine), Status::SUCCESS);
     const Client::StoreTraits traits{Client::StoreKind::kMulti};
