@@ -7,7 +7,8 @@ using rocksdb::IOStatus;
 
 template <typename Change>
 IOStatus FencedFileSystem::Pass(Change change) const {
-  return health_->Dead() ? IOStatus::IOError("the database has failed") : change();
+  if (!health_->Dead()) return change();
+  return IOStatus::IOError("the database has failed", "");
 }
 
 IOStatus FencedFileSystem::NewWritableFile(const std::string& name, const rocksdb::FileOptions& options,
