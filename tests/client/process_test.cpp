@@ -127,8 +127,9 @@ TEST_F(Processes, AReadOnlyStoreIsReadAndNotTouched) {
   const std::string expected = "open 0 0 0 27459604 27459604 27459604 27459604 27459604 27459604 0 v\n";
   const std::string mount = "mount --bind " + Home().string() + " " + Home().string() +
                             " && mount -o remount,ro,bind " + Home().string();
-  // Mounting takes rights that not every host gives.
+  fs::remove_all(Home());
   fs::create_directories(Home());
+  // Mounting takes rights that not every host gives.
   const bool mounts = std::system(("unshare -rm sh -c '" + mount + "' 2>/dev/null").c_str()) == 0;
   const std::string mounted = "KORA_LOG_LEVEL=error unshare -rm sh -c '" + mount + " && exec \"$@\"' sh";
   if (mounts) {

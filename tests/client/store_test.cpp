@@ -49,7 +49,7 @@ class TroubledEngine : public Engine {
   Status Sync() override { return engine_->Sync(); }
   bool ReadOnly() const override { return engine_->ReadOnly(); }
   void Fail() override { engine_->Fail(); }
-  Status Backup() override { return engine_->Backup(); }
+  void StartBackups() override { engine_->StartBackups(); }
 
  private:
   const std::unique_ptr<Engine> engine_;
