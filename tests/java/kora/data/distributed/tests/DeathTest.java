@@ -8,18 +8,24 @@ import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Comparator;
+import java.util.Iterator;
 import java.util.List;
 import java.util.concurrent.LinkedBlockingQueue;
 import java.util.concurrent.TimeUnit;
 import java.util.stream.Collectors;
 import java.util.stream.Stream;
 import kora.data.distributed.common.ChangeNotification;
+import kora.data.distributed.common.Entry;
 import kora.data.distributed.common.KvManager;
 import kora.data.distributed.common.KvManagerFactory;
 import kora.data.distributed.common.KvStoreErrorCode;
 import kora.data.distributed.common.KvStoreObserver;
+import kora.data.distributed.common.KvStoreResultSet;
 import kora.data.distributed.common.Options;
 import kora.data.distributed.common.SubscribeType;
+import kora.data.distributed.common.Value;
+import kora.data.distributed.user.KvStoreSnapshot;
+import kora.data.distributed.user.MultiKvStore;
 import kora.data.distributed.user.SingleKvStore;
 import org.junit.jupiter.api.Assumptions;
 import org.junit.jupiter.api.Test;
@@ -61,6 +67,33 @@ class DeathTest {
       }
       healthy.putInt("last", 1);
       assertEquals("last", changes.poll(20, TimeUnit.SECONDS).getInsertEntries().get(0).getKey());
+    }
+  }
+
+  @Test
+  void whatAFailedStoreHandedOutSaysSoAndCanBeClosed() throws Exception {
+    LinkedBlockingQueue<String> deaths = new LinkedBlockingQueue<>();
+    try (KvManager manager = KvManagerFactory.create(APP)) {
+      folder("single");
+      manager.registerDeathRecipient(() -> deaths.add("died"));
+      SingleKvStore single = manager.openSingle("single");
+      single.putBatch(List.of(new Entry("a", Value.ofInt(1)), new Entry("b", Value.ofInt(2))));
+      KvStoreResultSet resultSet = single.getResultSet("");
+      Iterator<Entry> entries = resultSet.iterator();
+      entries.next();
+      MultiKvStore multi = manager.openMulti("multi");
+      KvStoreSnapshot snapshot = multi.snapshot();
+      for (String store : List.of("single", "multi")) {
+        delete(folder(store));
+        assertNotNull(deaths.poll(20, TimeUnit.SECONDS));
+      }
+      Stores.assertFails(KvStoreErrorCode.DB_ERROR, entries::next);
+      Stores.assertFails(KvStoreErrorCode.DB_ERROR, () -> resultSet.stream().forEach(entry -> {}));
+      Stores.assertFails(KvStoreErrorCode.DB_ERROR, () -> snapshot.find("a"));
+      resultSet.close();
+      snapshot.close();
+      single.close();
+      multi.close();
     }
   }
 
