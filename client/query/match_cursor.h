@@ -29,6 +29,11 @@ class MatchCursor {
   Bytes Value() const { return record_.value; }
   // Nothing: the value is no document.
   const std::optional<JsonObject>& Document() const { return document_; }
+  // For a cursor that stays where it is: takes the document away, with the memory that a large one needs.
+  void Rest() {
+    document_.reset();
+    parser_.Trim();
+  }
 
   // SUCCESS beyond either end, else DB_ERROR.
   Status Result() const { return failure_ == Status::SUCCESS ? entries_->Result() : failure_; }

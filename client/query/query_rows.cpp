@@ -30,21 +30,25 @@ class StreamedRows : public Rows {
         matches_(*source_.view, source_.query, source_.plan.index, source_.plan.ranges.front()),
         left_(source_.query.limit) {
     for (uint64_t i = 0; i < source_.query.offset && matches_.Valid(); ++i) matches_.Next();
+    matches_.Rest();
   }
 
   bool Valid() const override { return left_ > 0 && matches_.Valid(); }
   void Next() override {
     if (left_ != kUnlimited) --left_;
     if (left_ > 0) matches_.Next();
+    matches_.Rest();
   }
   void Prev() override {
     if (left_ != kUnlimited) ++left_;
     matches_.Prev();
+    matches_.Rest();
   }
   // Only the way from the first row leads to the end that a limit sets.
   void Seek(Bytes place) override {
     left_ = kUnlimited;
     matches_.Seek(place);
+    matches_.Rest();
   }
   Bytes Place() const override { return matches_.Place(); }
   Status Read(Entry& entry) const override {
@@ -71,11 +75,11 @@ class SortedRows : public Rows {
       if (const Status status = matches.Result(); status != Status::SUCCESS) return status;
     }
     std::sort(matches_.begin(), matches_.end());
-    Cut();
+    KeepKeys();
     return Status::SUCCESS;
   }
 
-  bool Valid() const override { return at_ < matches_.size(); }
+  bool Valid() const override { return at_ < keys_.size(); }
   void Next() override { ++at_; }
   void Prev() override { --at_; }  // from the first row to beyond the last one
   void Seek(Bytes place) override {
@@ -85,7 +89,7 @@ class SortedRows : public Rows {
   }
   Bytes Place() const override { return {reinterpret_cast<const char*>(&at_), sizeof at_}; }
   Status Read(Entry& entry) const override {
-    const std::string& key = matches_[at_].second;
+    const std::string& key = keys_[at_];
     bool damaged = false;
     const Status status = source_.view->Get(RecordKey(key), [&](Bytes stored) {
       const std::optional<Record> record = ParseRecord(stored);
@@ -126,16 +130,17 @@ class SortedRows : public Rows {
     return end < source_.query.offset ? kUnlimited : end;
   }
 
-  void Cut() {
-    const uint64_t size = matches_.size();
-    matches_.resize(std::min(size, End()));
-    const auto skipped = static_cast<ptrdiff_t>(std::min<uint64_t>(matches_.size(), source_.query.offset));
-    matches_.erase(matches_.begin(), matches_.begin() + skipped);
-    for (Match& match : matches_) std::string().swap(match.first);
+  void KeepKeys() {
+    const uint64_t end = std::min<uint64_t>(matches_.size(), End());
+    const uint64_t begin = std::min(end, source_.query.offset);
+    keys_.reserve(end - begin);
+    for (uint64_t i = begin; i < end; ++i) keys_.push_back(std::move(matches_[i].second));
+    std::vector<Match>().swap(matches_);
   }
 
   const Source source_;
-  std::vector<Match> matches_;
+  std::vector<Match> matches_;  // while they are sorted
+  std::vector<std::string> keys_;
   size_t at_ = 0;
 };
 

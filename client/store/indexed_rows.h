@@ -10,7 +10,8 @@
 
 namespace KORA::DistributedKv::Client {
 
-// The places of every n-th row, in bounded memory: when the bound is met, every second place is forgotten.
+// The places of every n-th row, in bounded memory: n begins with 1, and when the bound is met, every second
+// place is forgotten.
 class PlaceIndex {
  public:
   // Takes the rows one after the other, from the first.
@@ -24,7 +25,7 @@ class PlaceIndex {
   void ForgetEverySecond();
 
   int64_t rows_ = 0;
-  int64_t interval_ = 16;
+  int64_t interval_ = 1;
   std::string places_;  // one behind the other
   std::vector<size_t> ends_;
 };

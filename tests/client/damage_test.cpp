@@ -14,6 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const char* const kBackups = ".backups";
+const char* const kDocuments = "documents";        // a text whose values are such
 const char* const kUnreadable = "/proc/self/mem";  // reading its beginning is an input/output error
 
 class Damage : public ClientTest {
@@ -50,6 +51,11 @@ class Damage : public ClientTest {
   // Text that can't be compressed, so that a table has room for damage between its edges.
   static std::string ValueOf(const std::string& text, int number) {
     std::mt19937 random(static_cast<unsigned>(number));
+    if (text == kDocuments) {
+      std::string letters(500, ' ');
+      for (char& letter : letters) letter = static_cast<char>('#' + random() % 50);
+      return "\1{\"n\":" + std::to_string(number) + ",\"letters\":\"" + letters + "\"}";
+    }
     std::string value = text + std::to_string(number) + " ";
     for (int i = 0; i < 500; ++i) value += static_cast<char>(random());
     return value;
@@ -59,6 +65,18 @@ class Damage : public ClientTest {
     const auto store = Open("store", options);
     for (int i = 0; i < 40; ++i)
       ASSERT_EQ(Put(*store, "key" + std::to_string(i), ValueOf(text, i)), Status::SUCCESS);
+  }
+
+  // In their order, or not at all.
+  static void ExpectFoundByIndex(const SingleKvStore& store) {
+    std::vector<Entry> entries;
+    const Status status =
+        store.GetEntriesWithQuery(R"({"where": {"field": "n", "ge": 10}, "order": "n"})", entries);
+    EXPECT_TRUE(status == Status::SUCCESS || status == Status::DB_ERROR);
+    Pairs expected;
+    for (int i = 10; i < 40 && status == Status::SUCCESS; ++i)
+      expected.emplace_back("key" + std::to_string(i), ValueOf(kDocuments, i));
+    EXPECT_EQ(ToPairs(entries), expected);
   }
 
   void ExpectFilled(const SingleKvStore& store, const std::string& text = "value ") {
@@ -222,7 +240,8 @@ TEST_F(Damage, AfterACrashTheLogEndsWithItsLastWholeWrite) {
   }
 }
 
-// Bit flips and truncations of any file, as many as KORA_TEST_DAMAGES says.
+// Bit flips and truncations of any file, as many as KORA_TEST_DAMAGES says; of stores that are plain or
+// encrypted, with free values or documents and an index.
 TEST_F(Damage, NeverGivesAWrongValue) {
   const char* wanted = std::getenv("KORA_TEST_DAMAGES");
   const int rounds = wanted == nullptr ? 40 : std::atoi(wanted);
@@ -234,8 +253,12 @@ TEST_F(Damage, NeverGivesAWrongValue) {
     SCOPED_TRACE("seed " + std::to_string(seed) + ", round " + std::to_string(round));
     Options options = Creating();
     options.encrypt = round % 2 == 1;
+    const bool indexed = round % 4 < 2;
+    const std::string text = indexed ? kDocuments : "value ";
+    if (indexed)
+      options.schema = R"({"mode": "loose", "fields": [{"field": "n", "type": "int"}], "indexes": ["n"]})";
     // A store of its own each time: blocks of a copy would be found in the cache, unharmed.
-    Fill(options);
+    Fill(options, text);
     std::vector<fs::path> files = Files("");
     files.erase(std::remove_if(files.begin(), files.end(),
                                [](const fs::path& file) { return fs::file_size(file) == 0; }),
@@ -249,26 +272,27 @@ TEST_F(Damage, NeverGivesAWrongValue) {
     }
     SCOPED_TRACE(file.filename());
 
-    manager_.GetSingleKvStore(
-        options, app_, {"store"}, [&](Status status, std::unique_ptr<SingleKvStore> store) {
-          if (store == nullptr) {
-            EXPECT_EQ(status, Status::DB_ERROR);
-            ++refused;
-            return;
-          }
-          std::vector<Entry> entries;
-          const Status listed = store->GetEntries(B(""), entries);
-          if (listed != Status::SUCCESS) {
-            EXPECT_EQ(listed, Status::DB_ERROR);
-            ++failed;
-          } else {
-            ExpectFilled(*store);
-          }
-          for (int i = 0; i < 40; ++i) {
-            const std::string value = Get(*store, "key" + std::to_string(i));
-            EXPECT_TRUE(value == "<27459593>" || value == ValueOf("value ", i)) << value;
-          }
-        });
+    manager_.GetSingleKvStore(options, app_, {"store"},
+                              [&](Status status, std::unique_ptr<SingleKvStore> store) {
+                                if (store == nullptr) {
+                                  EXPECT_EQ(status, Status::DB_ERROR);
+                                  ++refused;
+                                  return;
+                                }
+                                std::vector<Entry> entries;
+                                const Status listed = store->GetEntries(B(""), entries);
+                                if (listed != Status::SUCCESS) {
+                                  EXPECT_EQ(listed, Status::DB_ERROR);
+                                  ++failed;
+                                } else {
+                                  ExpectFilled(*store, text);
+                                }
+                                for (int i = 0; i < 40; ++i) {
+                                  const std::string value = Get(*store, "key" + std::to_string(i));
+                                  EXPECT_TRUE(value == "<27459593>" || value == ValueOf(text, i)) << value;
+                                }
+                                if (indexed) ExpectFoundByIndex(*store);
+                              });
     fs::remove_all(Folder("store"));
     if (HasFailure()) return;
   }

@@ -150,7 +150,12 @@ TEST_F(ResultSets, IndexStaysSmallAndRight) {
   Client::PlaceIndex index;
   constexpr int kRows = 1'000'000;
   const auto place = [](int64_t row) { return std::string(80, 'p') + std::to_string(row); };
-  for (int row = 0; row < kRows; ++row) index.Append(place(row));
+  for (int row = 0; row < kRows; ++row) {
+    index.Append(place(row));
+    if (row == 9'999) {
+      EXPECT_EQ(index.NearestTo(row), row);  // there is room for each yet
+    }
+  }
   int64_t widest = 0;
   for (int64_t row = 0; row < kRows; row += 17) {
     const int64_t nearest = index.NearestTo(row);

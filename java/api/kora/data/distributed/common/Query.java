@@ -131,6 +131,9 @@ public final class Query {
      * Orders by a field, from the least value; after the orders of earlier calls, before the keys. Where a field has
      * no value comes first, then truth values, numbers, texts, and objects and arrays.
      *
+     * <p>Where no index yields the order, the store sorts: it holds the keys of all matches in memory as long as the
+     * results are open, and the fields ordered by until it has sorted. {@link #limit} bounds both.
+     *
      * @param path as in {@link Condition#field}
      * @return this builder
      */
