@@ -14,8 +14,9 @@ bool IsKnown(SubscribeType type) {
   return type == SubscribeType::LOCAL || type == SubscribeType::REMOTE || type == SubscribeType::ALL;
 }
 
-bool HearsLocal(SubscribeType type) {
-  return type != SubscribeType::REMOTE;
+bool Hears(SubscribeType type, Origin origin) {
+  return type == SubscribeType::ALL ||
+         type == (origin == Origin::kLocal ? SubscribeType::LOCAL : SubscribeType::REMOTE);
 }
 
 }  // namespace
@@ -28,7 +29,8 @@ Status Publisher::Subscribe(SubscribeType type, std::shared_ptr<KvStoreObserver>
                                  [&](const Subscription& other) { return other.observer == observer; });
   if (known) return Status::STORE_ALREADY_SUBSCRIBE;
   subscriptions_.push_back({type, std::move(observer), owner, nextNumber_});
-  if (HearsLocal(type)) ++listeners_;
+  if (Hears(type, Origin::kLocal)) ++local_;
+  if (Hears(type, Origin::kRemote)) ++remote_;
   return Status::SUCCESS;
 }
 
@@ -51,13 +53,15 @@ size_t Publisher::DropIf(Predicate fits) {
                             [&](const Subscription& subscription) { return !fits(subscription); });
   std::move(rest, subscriptions_.end(), std::back_inserter(dropped));
   subscriptions_.erase(rest, subscriptions_.end());
-  listeners_ -= static_cast<size_t>(std::count_if(
-      dropped.begin(), dropped.end(), [](const Subscription& gone) { return HearsLocal(gone.type); }));
+  for (const Subscription& gone : dropped) {
+    if (Hears(gone.type, Origin::kLocal)) --local_;
+    if (Hears(gone.type, Origin::kRemote)) --remote_;
+  }
   return dropped.size();
 }
 
-void Publisher::AwaitRoom() {
-  if (!HasListeners() || CallbackQueue::OnCallbackThread()) return;
+void Publisher::AwaitRoom(Origin origin) {
+  if (!HasListeners(origin) || CallbackQueue::OnCallbackThread()) return;
   std::unique_lock<std::mutex> lock(mutex_);
   if (roomMade_.wait_for(lock, kWriterPatience, [this] { return stuck_ || !IsFull(); })) return;
   stuck_ = true;
@@ -68,14 +72,17 @@ void Publisher::Publish(Change&& change, const std::function<SnapshotMaker()>& s
   EnqueueWhatIsMade([&] {
     const size_t entries = change.Entries();
     const size_t bytes = change.bytes;
+    const Origin origin = change.maker ? Origin::kRemote : Origin::kLocal;
     return Waiting{
-        0, entries, bytes, Describe(std::move(change)), nullptr, snapshots ? snapshots() : nullptr};
+        0, entries, bytes, origin, Describe(std::move(change)), nullptr, snapshots ? snapshots() : nullptr};
   });
 }
 
 void Publisher::Publish(Pieces pieces, const std::function<SnapshotMaker()>& snapshots) noexcept {
-  EnqueueWhatIsMade(
-      [&] { return Waiting{0, 0, 0, std::nullopt, std::move(pieces), snapshots ? snapshots() : nullptr}; });
+  EnqueueWhatIsMade([&] {
+    return Waiting{
+        0, 0, 0, Origin::kLocal, std::nullopt, std::move(pieces), snapshots ? snapshots() : nullptr};
+  });
 }
 
 template <typename Make>
@@ -90,7 +97,8 @@ void Publisher::EnqueueWhatIsMade(Make make) noexcept {
 }
 
 ChangeNotification Publisher::Describe(Change&& change) const {
-  return {std::move(change.inserted), std::move(change.updated), std::move(change.deleted), deviceId_};
+  return {std::move(change.inserted), std::move(change.updated), std::move(change.deleted),
+          change.maker.value_or(deviceId_)};
 }
 
 void Publisher::Enqueue(Waiting&& change) {
@@ -127,10 +135,10 @@ void Publisher::WarnOfLost() {
   lost_ = 0;
 }
 
-Publisher::Observers Publisher::ObserversOf(uint64_t number) const {
+Publisher::Observers Publisher::ObserversOf(const Waiting& change) const {
   Observers observers;
   for (const Subscription& subscription : subscriptions_) {
-    if (HearsLocal(subscription.type) && subscription.since <= number)
+    if (Hears(subscription.type, change.origin) && subscription.since <= change.number)
       observers.push_back(subscription.observer);
   }
   return observers;
@@ -164,7 +172,7 @@ bool Publisher::DeliverOne(const Invoker& invoke) {
   std::unique_lock<std::mutex> lock(mutex_);
   if (waiting_.empty()) return scheduled_ = false;
   oldest.emplace(TakeOldest());
-  observers = ObserversOf(oldest->number);
+  observers = ObserversOf(*oldest);
   lock.unlock();
 
   const bool more = oldest->pieces && !observers.empty() && MakePiece(*oldest);

@@ -28,6 +28,9 @@ inline constexpr size_t kMaxWaitingBytes = 8 * kMebibyte;
 // How long a writer waits for room before the oldest change is dropped.
 inline constexpr auto kWriterPatience = std::chrono::seconds(1);
 
+// Where a change was made: on this device, or on another.
+enum class Origin { kLocal, kRemote };
+
 // Makes the snapshot that one more observer is given with a change; empty where observers are given none.
 using SnapshotMaker = std::function<std::unique_ptr<KvStoreSnapshot>()>;
 
@@ -35,7 +38,7 @@ using SnapshotMaker = std::function<std::unique_ptr<KvStoreSnapshot>()>;
 // still be running when its observer has been taken away.
 class Publisher : public CallbackSource, public std::enable_shared_from_this<Publisher> {
  public:
-  // Names in notifications the device that makes the changes, in log lines the store.
+  // Names in notifications this device, in log lines the store.
   Publisher(std::string deviceId, std::string storeName)
       : deviceId_(std::move(deviceId)), storeName_(std::move(storeName)) {}
 
@@ -44,12 +47,12 @@ class Publisher : public CallbackSource, public std::enable_shared_from_this<Pub
   Status Unsubscribe(SubscribeType type, const std::shared_ptr<KvStoreObserver>& observer);
   void DropOwned(const void* owner);
 
-  // Whether anybody is to be told of changes made on this device.
-  bool HasListeners() const { return listeners_ != 0; }
+  // Whether anybody is to be told of changes from there.
+  bool HasListeners(Origin origin) const { return (origin == Origin::kLocal ? local_ : remote_) != 0; }
 
   // Gives slow observers time to make room, unless they have let an earlier writer wait in vain since their
   // last call. Does not wait on the callback thread. Before the store's lock is taken: observers may want it.
-  void AwaitRoom();
+  void AwaitRoom(Origin origin);
 
   // Takes the change of a commit; under the store's lock, which gives the order. `snapshots`, unless empty,
   // is asked at once for what stays with the change until it is told. Never fails: what finds no room and no
@@ -75,6 +78,7 @@ class Publisher : public CallbackSource, public std::enable_shared_from_this<Pub
     uint64_t number = 0;
     size_t entries = 0;
     size_t bytes = 0;
+    Origin origin = Origin::kLocal;
     std::optional<ChangeNotification> notification;  // nothing: the pieces make it
     Pieces pieces;
     SnapshotMaker snapshots;
@@ -90,7 +94,7 @@ class Publisher : public CallbackSource, public std::enable_shared_from_this<Pub
   static void Tell(KvStoreObserver& observer, const Waiting& change);
   Waiting TakeOldest();
   void WarnOfLost();
-  Observers ObserversOf(uint64_t number) const;
+  Observers ObserversOf(const Waiting& change) const;
   template <typename Predicate>
   size_t DropIf(Predicate fits);
 
@@ -100,7 +104,8 @@ class Publisher : public CallbackSource, public std::enable_shared_from_this<Pub
   std::mutex mutex_;
   std::condition_variable roomMade_;
   std::vector<Subscription> subscriptions_;
-  std::atomic<size_t> listeners_{0};
+  std::atomic<size_t> local_{0};  // observers of such changes
+  std::atomic<size_t> remote_{0};
   std::deque<Waiting> waiting_;
   size_t waitingEntries_ = 0;
   size_t waitingBytes_ = 0;

@@ -1,7 +1,10 @@
 // Versions of records: a hybrid logical clock.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <functional>
+#include <utility>
 
 namespace KORA::DistributedKv::Client {
 
@@ -18,13 +21,15 @@ uint64_t SystemMilliseconds();
 // if it starts from the last version of the run before. One thread at a time.
 class HybridClock {
  public:
-  using Source = uint64_t (*)();
+  using Source = std::function<uint64_t()>;
 
   explicit HybridClock(Version last, Source milliseconds = SystemMilliseconds)
-      : last_(last), milliseconds_(milliseconds) {}
+      : last_(last), milliseconds_(std::move(milliseconds)) {}
 
   // Greater than all before.
   Version Next();
+  // What comes next is greater than this.
+  void Advance(Version seen) { last_ = std::max(last_, seen); }
   Version Last() const { return last_; }
 
  private:

@@ -48,6 +48,10 @@ Blob ToBlob(Bytes bytes) {
   return Blob(kept);
 }
 
+std::string TombstoneKey(Bytes key) {
+  return std::string(kTombstoneSpace).append(key);
+}
+
 std::string RecordKey(Bytes key) {
   return std::string(kRecordSpace).append(key);
 }

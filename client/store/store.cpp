@@ -3,6 +3,7 @@
 #include <numeric>
 #include <utility>
 
+#include "common/guard.h"
 #include "common/limits.h"
 #include "common/log.h"
 #include "schema/catalog.h"
@@ -43,7 +44,7 @@ void DeleteRecords(Batch& batch, const std::vector<Key>& keys) {
 }  // namespace
 
 Store::Store(std::string storeId, StoreTraits traits, std::unique_ptr<Engine> engine, std::string deviceId,
-             uint64_t rateLimit)
+             uint64_t rateLimit, HybridClock::Source milliseconds)
     : id_(std::move(storeId)),
       traits_(traits),
       deviceId_(std::move(deviceId)),
@@ -51,7 +52,7 @@ Store::Store(std::string storeId, StoreTraits traits, std::unique_ptr<Engine> en
       publisher_(std::make_shared<Publisher>(deviceId_, id_)),
       engine_(std::move(engine)),
       catalog_(std::make_unique<Catalog>()),
-      writer_(*engine_, *catalog_, *publisher_,
+      writer_({*engine_, *catalog_, *publisher_}, std::move(milliseconds),
               traits.kind == StoreKind::kMulti ? StoreWriter::Snapshots([this] { return MakeSnapshots(); })
                                                : nullptr) {}
 
@@ -127,9 +128,10 @@ Status Store::DeleteBatch(const std::vector<Key>& keys) {
 }
 
 Status Store::Clear() {
-  if (!inTransaction_) publisher_->AwaitRoom();
+  if (!inTransaction_) publisher_->AwaitRoom(Origin::kLocal);
   const std::lock_guard<std::mutex> lock(writing_);
-  if (!transaction_) return writer_.Clear(publisher_->HasListeners() ? PiecesOfAll() : nullptr);
+  if (!transaction_)
+    return writer_.Clear(publisher_->HasListeners(Origin::kLocal) ? PiecesOf(nullptr) : nullptr);
   std::vector<Key> keys;
   const Status status = ListKeys(keys);
   return status == Status::SUCCESS ? DeleteInTransaction(keys) : status;
@@ -146,9 +148,8 @@ Status Store::ListKeys(std::vector<Key>& keys) const {
   return cursor->Result();
 }
 
-// All records as they are now, to be told as deleted.
-Publisher::Pieces Store::PiecesOfAll() {
-  auto records = std::make_unique<DeletedRecords>(id_, engine_->NewSnapshot());
+Publisher::Pieces Store::PiecesOf(DeletedRecords::Filter filter) {
+  auto records = std::make_unique<DeletedRecords>(id_, engine_->NewSnapshot(), std::move(filter));
   const auto reader = std::make_shared<StoreReader<DeletedRecords>>(shared_from_this(), std::move(records));
   return [reader](Change& piece) {
     bool more = false;
@@ -176,7 +177,7 @@ Status Store::RemoveDeviceData(const std::string& deviceId) {
 
 // In a transaction the slice is all there is.
 Status Store::RemoveSliceOf(uint32_t device, std::string& from) {
-  if (!inTransaction_) publisher_->AwaitRoom();
+  if (!inTransaction_) publisher_->AwaitRoom(Origin::kLocal);
   const std::lock_guard<std::mutex> lock(writing_);
   std::vector<Key> keys;
   Status status = Status::SUCCESS;
@@ -203,7 +204,7 @@ Status Store::ListKeysOf(uint32_t device, std::vector<Key>& keys) const {
 // Whatever is written goes through here, except what Clear and RemoveDeviceData delete.
 Status Store::Write(size_t bytes, const StoreWriter::Fill& fill) {
   if (const Status status = CheckBatch(bytes); status != Status::SUCCESS) return status;
-  if (!inTransaction_) publisher_->AwaitRoom();
+  if (!inTransaction_) publisher_->AwaitRoom(Origin::kLocal);
   const std::lock_guard<std::mutex> lock(writing_);
   return transaction_ ? WriteToTransaction(bytes, fill) : writer_.Write(fill);
 }
@@ -250,7 +251,7 @@ Status Store::StartTransaction() {
 }
 
 Status Store::Commit() {
-  publisher_->AwaitRoom();
+  publisher_->AwaitRoom(Origin::kLocal);
   const std::lock_guard<std::mutex> lock(writing_);
   if (!transaction_) {
     __android_log_print(KORA_LOG_WARN, kLogTag, "store %s: no transaction to commit", id_.c_str());
@@ -276,6 +277,43 @@ void Store::EndTransaction() {
   transactionBytes_ = 0;
   broken_ = false;
   inTransaction_ = false;
+}
+
+Status Store::Join() {
+  const std::lock_guard<std::mutex> lock(writing_);
+  return writer_.Join();
+}
+
+void Store::OnLogged(std::function<void()> hook) {
+  const std::lock_guard<std::mutex> lock(writing_);
+  writer_.OnLogged(std::move(hook));
+}
+
+Version Store::NextVersion() {
+  const std::lock_guard<std::mutex> lock(writing_);
+  return writer_.NextVersion();
+}
+
+Status Store::WriteBeneath(const std::function<Status(StoreWriter& writer)>& write) {
+  const std::lock_guard<std::mutex> lock(writing_);
+  const Status status = write(writer_);
+  if (status == Status::SUCCESS && transaction_ && !broken_ && !catalog_->Indexes().empty()) {
+    broken_ = Guard([this] { return RepeatTransaction(); }) != Status::SUCCESS;
+  }
+  return status;
+}
+
+// The transaction's index entries replace those of the records beneath.
+Status Store::RepeatTransaction() {
+  std::unique_ptr<IndexedBatch> repeated = engine_->NewIndexedBatch();
+  const Status status = writer_.Repeat(*transaction_, *repeated);
+  if (status == Status::SUCCESS) transaction_ = std::move(repeated);
+  return status;
+}
+
+Status Store::WriteAside(const std::function<Status(Batch& batch)>& fill) {
+  const std::lock_guard<std::mutex> lock(writing_);
+  return writer_.WriteAside(fill);
 }
 
 void Store::FailEngine() {

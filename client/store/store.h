@@ -16,6 +16,7 @@
 #include "contract/status.h"
 #include "engine/engine.h"
 #include "notify/publisher.h"
+#include "store/deleted_records.h"
 #include "store/readers.h"
 #include "store/store_writer.h"
 #include "sync/sync_settings.h"
@@ -35,9 +36,10 @@ struct StoreTraits {
 // notifications the same order. Reads take it only while a transaction is open.
 class Store : public std::enable_shared_from_this<Store> {
  public:
-  // `deviceId` is this device's, as notifications name it; `rateLimit` as the settings have it.
+  // `deviceId` is this device's, as notifications name it; `rateLimit` as the settings have it;
+  // `milliseconds` is the system's clock.
   Store(std::string storeId, StoreTraits traits, std::unique_ptr<Engine> engine, std::string deviceId,
-        uint64_t rateLimit = 0);
+        uint64_t rateLimit = 0, HybridClock::Source milliseconds = SystemMilliseconds);
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
   ~Store();
@@ -103,6 +105,21 @@ class Store : public std::enable_shared_from_this<Store> {
   // commits and under the write lock. So it must be quick, must not call the store, and runs no more when
   // OnLogged({}) has returned.
   void OnLogged(std::function<void()> hook);
+  bool HasJoined() const { return writer_.Log().Joined(); }
+
+  // For the replica of a joined store.
+  const std::string& DeviceId() const { return deviceId_; }
+  Version NextVersion();
+  Sync::LogPosition LogEnd() const { return writer_.Log().End(); }
+  // What is committed, whatever an open transaction has written.
+  const View& Committed() const { return *engine_; }
+  // Has `write` write under the write lock, beneath an open transaction: what that has not written itself it
+  // sees as it is then.
+  Status WriteBeneath(const std::function<Status(StoreWriter& writer)>& write);
+  // Has `fill` write what is no record, as a commit of its own.
+  Status WriteAside(const std::function<Status(Batch& batch)>& fill);
+  // The committed records that the filter lets through, to be told as deleted. Under the write lock.
+  Publisher::Pieces PiecesOf(DeletedRecords::Filter filter);
 
   // Rolls an open transaction back, detaches the readers and closes the engine. No operation may be running
   // or follow.
@@ -117,7 +134,7 @@ class Store : public std::enable_shared_from_this<Store> {
   Status ListKeys(std::vector<Key>& keys) const;
   Status ListKeysOf(uint32_t device, std::vector<Key>& keys) const;
   Status RemoveSliceOf(uint32_t device, std::string& from);
-  Publisher::Pieces PiecesOfAll();
+  Status RepeatTransaction();
   SnapshotMaker MakeSnapshots();
   Status RefuseBroken() const;
   void EndTransaction();

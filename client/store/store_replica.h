@@ -1,11 +1,14 @@
 // A store as the synchronisation sees it: its records, and beside them what a joined store keeps.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "store/deleted_records.h"
 #include "store/device_numbers.h"
+#include "store/record.h"
 #include "store/store.h"
 #include "sync/replica.h"
 
@@ -38,7 +41,18 @@ class StoreReplica : public Sync::Replica {
   Status Forget(const std::string& device, const std::string& state) override;
 
  private:
+  class Merging;
+
   explicit StoreReplica(std::shared_ptr<Store> store) : store_(std::move(store)) {}
+
+  template <typename Use>
+  Status Call(Use use) const noexcept;
+  Status Load(const Store& store);
+  Status StampOf(const Record& record, Sync::Stamp& stamp) const;
+  Status AddHeld(const Cursor& cursor, bool deleted, std::vector<Sync::Held>& held) const;
+  Status Sweep(Store& store, Sync::LogPosition upTo, const std::function<void(Batch&)>& fill);
+  Status DropAll(const View& view, Bytes space, const DeletedRecords::Filter& isMeant, Batch& batch) const;
+  Status Damaged() const;
 
   const std::shared_ptr<Store> store_;
   DeviceNumbers devices_;

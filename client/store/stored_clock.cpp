@@ -23,7 +23,7 @@ Status StoredClock::Load(const View& view) {
     __android_log_print(KORA_LOG_ERROR, kLogTag, "the clock of a store is damaged");
     return Status::RECOVER_FAILED;
   }
-  clock_ = HybridClock(*bound);
+  clock_.Advance(*bound);
   bound_ = *bound;
   return Status::SUCCESS;
 }

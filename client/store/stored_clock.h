@@ -1,6 +1,8 @@
 // The clock of a store, which never goes back over a restart.
 #pragma once
 
+#include <utility>
+
 #include "contract/status.h"
 #include "engine/engine.h"
 #include "store/hybrid_clock.h"
@@ -11,15 +13,18 @@ namespace KORA::DistributedKv::Client {
 // the versions, not with each record. One thread at a time.
 class StoredClock {
  public:
+  explicit StoredClock(HybridClock::Source milliseconds) : clock_(0, std::move(milliseconds)) {}
+
   // SUCCESS; RECOVER_FAILED: the bound is damaged; DB_ERROR. A bound that was never stored is 0.
   Status Load(const View& view);
 
   Version Next() { return clock_.Next(); }
+  void Advance(Version seen) { clock_.Advance(seen); }
   // Commits the batch, and the bound with it where the versions have come up with it.
   Status Commit(Batch& batch);
 
  private:
-  HybridClock clock_{0};
+  HybridClock clock_;
   Version bound_ = 0;
 };
 

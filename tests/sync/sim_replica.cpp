@@ -15,20 +15,12 @@ Version SimReplica::Write(const std::vector<Change>& changes) {
     data_.records[key] = {{version, device_}, !value, value.value_or("")};
     LogRecord(key, key == changes.back().first);
   }
-  ++data_.commits;
   return version;
 }
 
 void SimReplica::LogRecord(const std::string& key, bool endsCommit) {
   const LogPosition position = ++data_.logEnd;
   data_.log[position] = {position, key, data_.records.at(key).stamp, endsCommit};
-}
-
-const Stamp* SimReplica::Logged(const std::string& key) const {
-  for (const auto& [position, entry] : data_.log) {
-    if (entry.key == key) return &entry.stamp;
-  }
-  return nullptr;
 }
 
 Status SimReplica::Read(const std::string& key, Content& content) {

@@ -1,36 +1,25 @@
 // A replica in memory, with a clock that may be wrong and a disk that may be behind.
 #pragma once
 
-#include <functional>
 #include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "sync/replica.h"
+#include "device_replica.h"
 
 namespace KORA::DistributedKv::Client::Sync {
 
-class SimReplica : public Replica {
+class SimReplica : public DeviceReplica {
  public:
-  using WallClock = std::function<uint64_t()>;  // milliseconds
-  using Change = std::pair<std::string, std::optional<std::string>>;
-
   SimReplica(std::string device, WallClock clock) : device_(std::move(device)), clock_(std::move(clock)) {}
 
-  // A local commit; its version.
-  Version Write(const std::vector<Change>& changes);
-  // What is done so far outlasts a crash.
-  void MakeDurable() { durable_ = data_; }
-  // Everything since then is lost.
-  void Crash() { data_ = durable_; }
-  // Merges fail from now on, as with a full disk.
-  void SetBroken(bool broken) { broken_ = broken; }
+  Version Write(const std::vector<Change>& changes) override;
+  void MakeDurable() override { durable_ = data_; }
+  void Crash() override { data_ = durable_; }
+  void SetBroken(bool broken) override { broken_ = broken; }
 
   const std::map<std::string, Content>& Records() const { return data_.records; }
-  size_t Commits() const { return data_.commits; }  // so far, those that are lost not counted
-  // Whether a change of the key is logged; its stamp.
-  const Stamp* Logged(const std::string& key) const;
 
   Version NextVersion() override;
   std::string State() override { return data_.state; }
@@ -50,7 +39,6 @@ class SimReplica : public Replica {
     std::map<LogPosition, LogEntry> log;
     LogPosition logEnd = 0;
     Version clock = 0;
-    size_t commits = 0;
     std::string state;
   };
 

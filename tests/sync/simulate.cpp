@@ -1,4 +1,5 @@
-// Runs simulations: simulate [--seeds N] [--first S]
+#include "simulate.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -6,13 +7,13 @@
 
 #include "world.h"
 
+namespace KORA::DistributedKv::Client::Sync {
+
 namespace {
 
-using KORA::DistributedKv::Client::Sync::World;
-
 // Whether the run with this seed was in order; what happened before is printed if not.
-bool Simulate(uint64_t seed, size_t& excused) {
-  World world(seed);
+bool Simulate(uint64_t seed, const MakeReplica& makeReplica, size_t& excused) {
+  World world(seed, makeReplica);
   const auto failure = world.Run();
   excused += world.Excused();
   if (!failure) return true;
@@ -30,7 +31,7 @@ uint64_t ToNumber(const char* text) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int Simulate(int argc, char** argv, const MakeReplica& makeReplica) {
   uint64_t first = 1;
   uint64_t seeds = 100;
   for (int i = 1; i + 1 < argc; i += 2) {
@@ -39,10 +40,13 @@ int main(int argc, char** argv) {
   }
   uint64_t failed = 0;
   size_t excused = 0;
-  for (uint64_t seed = first; seed < first + seeds; ++seed) failed += Simulate(seed, excused) ? 0 : 1;
+  for (uint64_t seed = first; seed < first + seeds; ++seed)
+    failed += Simulate(seed, makeReplica, excused) ? 0 : 1;
   std::printf(
       "%llu seeds from %llu: %llu failed; %zu deletes gave way to writes that had not reached the hub\n",
       static_cast<unsigned long long>(seeds), static_cast<unsigned long long>(first),
       static_cast<unsigned long long>(failed), excused);
   return failed == 0 ? 0 : 1;
 }
+
+}  // namespace KORA::DistributedKv::Client::Sync

@@ -96,7 +96,7 @@ class SyncTest : public testing::Test {
       if (other == "off") return Whereabouts::kOffline;
       return other == "nobody" ? Whereabouts::kUnknown : Whereabouts::kOnline;
     }
-    void Write(const std::vector<SimReplica::Change>& changes) {
+    void Write(const std::vector<DeviceReplica::Change>& changes) {
       replica.Write(changes);
       sync.OnCommit();
     }
@@ -167,7 +167,7 @@ TEST_F(SyncTest, LargeValuesTravelInPartsThatGoWithThem) {
 TEST_F(SyncTest, ACommitLargerThanATransactionArrivesWhole) {
   Device& one = Add("one");
   Device& two = Add("two");
-  std::vector<SimReplica::Change> changes;
+  std::vector<DeviceReplica::Change> changes;
   for (size_t i = 0; i < 3 * kMaxOperations; ++i) changes.emplace_back("key" + std::to_string(i), "v");
   for (size_t i = 0; i < 40; ++i)
     changes.emplace_back("wide" + std::to_string(i), std::string(kInlineSize, 'w'));

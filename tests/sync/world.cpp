@@ -1,6 +1,7 @@
 #include "world.h"
 
 #include <algorithm>
+#include <limits>
 #include <sstream>
 
 namespace KORA::DistributedKv::Client::Sync {
@@ -22,6 +23,27 @@ std::string ToText(const Stamp& stamp) {
          "@" + stamp.device;
 }
 
+// What a replica holds, tombstones too.
+std::map<std::string, Content> RecordsOf(Replica& replica) {
+  std::map<std::string, Content> records;
+  std::vector<Held> page;
+  for (std::string after; replica.Scan(after, "", 100, page) == Status::SUCCESS && !page.empty();
+       page.clear()) {
+    for (const Held& held : page) replica.Read(held.key, records[held.key]);
+    after = page.back().key;
+  }
+  return records;
+}
+
+// The stamp of the first change of the key in the log.
+std::optional<Stamp> LoggedIn(Replica& replica, const std::string& key) {
+  std::vector<LogEntry> entries;
+  replica.Log(0, std::numeric_limits<size_t>::max(), entries);
+  const auto found = std::find_if(entries.begin(), entries.end(),
+                                  [&key](const LogEntry& entry) { return entry.key == key; });
+  return found == entries.end() ? std::nullopt : std::optional(found->stamp);
+}
+
 std::string ToText(const Content& content) {
   return ToText(content.stamp) + (content.deleted ? " deleted" : " =" + content.value.substr(0, 12));
 }
@@ -41,25 +63,25 @@ struct World::Process : public Directory {
 };
 
 struct World::Device {
-  Device(World& world, size_t number, bool isContinuous)
+  Device(World& world, size_t number, bool isContinuous, const MakeReplica& makeReplica)
       : name("device" + std::to_string(number)),
         continuous(isContinuous),
         skew(static_cast<int64_t>(world.random_.Below(2 * kHour)) - static_cast<int64_t>(kHour)),
-        replica(name,
-                [this, &world] { return kStart + world.schedule_.Now() + static_cast<uint64_t>(skew); }),
+        replica(makeReplica(
+            name, [this, &world] { return kStart + world.schedule_.Now() + static_cast<uint64_t>(skew); })),
         line(world.hub_, world.schedule_, world.random_) {}
 
   const std::string name;
   bool continuous;
   int64_t skew;  // milliseconds by which the clock is wrong
-  SimReplica replica;
+  const std::unique_ptr<DeviceReplica> replica;
   SimLine line;
   std::unique_ptr<Process> process;
   std::vector<Op*> undurable;  // what a crash would take
 };
 
 World::Process::Process(World& owner, Device& device)
-    : world(owner), sync(device.line, device.replica, timers, *this, [&device, &owner] {
+    : world(owner), sync(device.line, *device.replica, timers, *this, [&device, &owner] {
         StoreSyncOptions options;
         options.root = kRoot;
         options.device = device.name;
@@ -80,7 +102,7 @@ Whereabouts World::Process::Find(const std::string& name) const {
   return Whereabouts::kUnknown;
 }
 
-World::World(uint64_t seed) : random_(seed), hub_(schedule_) {
+World::World(uint64_t seed, const MakeReplica& makeReplica) : random_(seed), hub_(schedule_) {
   mishaps_.restores = seed % 4 == 1 || seed % 4 == 3;
   mishaps_.longAbsences = seed % 4 == 2 || seed % 4 == 3;
   mishaps_.removals = seed % 4 == 3;
@@ -88,7 +110,7 @@ World::World(uint64_t seed) : random_(seed), hub_(schedule_) {
   hub_.Backup();
   const size_t count = random_.Between(2, 5);
   for (size_t i = 0; i < count; ++i)
-    devices_.push_back(std::make_unique<Device>(*this, i, random_.Percent(75)));
+    devices_.push_back(std::make_unique<Device>(*this, i, random_.Percent(75), makeReplica));
 }
 
 World::~World() = default;
@@ -180,13 +202,13 @@ void World::Act() {
   TroubleHub();
 }
 
-std::vector<SimReplica::Change> World::DrawChanges() {
+std::vector<DeviceReplica::Change> World::DrawChanges() {
   const auto value = [this] {
     const std::string text = "v" + std::to_string(++lastValue_);
     return random_.Percent(1) ? text + std::string(kInlineSize, 'x') : text;
   };
   const uint64_t kind = random_.Below(100);
-  std::vector<SimReplica::Change> changes;
+  std::vector<DeviceReplica::Change> changes;
   if (kind < 20) {
     const std::string text = value();
     for (const std::string& key : kGroup) changes.emplace_back(key, text);
@@ -204,7 +226,7 @@ std::vector<SimReplica::Change> World::DrawChanges() {
 void World::Write(Device& device) {
   if (!device.process) return;
   const auto changes = DrawChanges();
-  const Version version = device.replica.Write(changes);
+  const Version version = device.replica->Write(changes);
   Note(device.name + " writes " + changes.front().first + " " + ToText(Stamp{version, device.name}) +
        (changes.front().second ? "" : " deleted"));
   for (const auto& [key, value] : changes) {
@@ -250,14 +272,14 @@ void World::CallSync(Device& device, Moment timeout, bool mustSucceed) {
 }
 
 void World::MakeDurable(Device& device) {
-  device.replica.MakeDurable();
+  device.replica->MakeDurable();
   device.undurable.clear();
 }
 
 void World::Crash(Device& device) {
   Note(device.name + " crashes");
   EndProcess(device);
-  device.replica.Crash();
+  device.replica->Crash();
   for (Op* op : device.undurable) op->lost = true;
   device.undurable.clear();
 }
@@ -295,7 +317,7 @@ void World::TroubleHub() {
     hub_.SetFull(true);
     schedule_.After(random_.Below(kMinute), [this] { hub_.SetFull(false); });
   } else if (chance < 90) {
-    SimReplica& replica = AnyDevice().replica;
+    DeviceReplica& replica = *AnyDevice().replica;
     replica.SetBroken(true);
     schedule_.After(random_.Below(kMinute), [&replica] { replica.SetBroken(false); });
   }
@@ -313,7 +335,7 @@ void World::Heal() {
   hub_.SetFull(false);
   for (const auto& device : devices_) {
     device->line.Faults() = {0, 10, 0, 20};
-    device->replica.SetBroken(false);
+    device->replica->SetBroken(false);
     Mend(*device);
   }
   // Until nobody has anything to say any more: what one brings in one round the others take in the next.
@@ -338,7 +360,7 @@ void World::NotePurge(const std::string& hubKey, const std::string& lastValue) {
   if (!record->content.deleted) Fail("a record that is no tombstone was removed from the hub: " + *key);
   Note("the tombstone of " + *key + " ends");
   for (const auto& device : devices_) {
-    const Stamp* logged = device->replica.Logged(*key);
+    const std::optional<Stamp> logged = LoggedIn(*device->replica, *key);
     if (logged && *logged < record->content.stamp) excused_.insert(*key);
   }
 }
@@ -357,11 +379,11 @@ std::map<std::string, HubRecord> World::HubRecords() const {
 // back.
 void World::CheckGroup(const Device& device) {
   if (mishaps_.restores || !device.process || !device.process->sync.IsInStep()) return;
-  const auto& records = device.replica.Records();
   std::set<std::string> stamps;
   for (const std::string& key : kGroup) {
-    const auto found = records.find(key);
-    stamps.insert(found == records.end() ? "" : ToText(found->second.stamp));
+    Content content;
+    const bool found = device.replica->Read(key, content) == Status::SUCCESS;
+    stamps.insert(found ? ToText(content.stamp) : "");
   }
   if (stamps.size() > 1) Fail(device.name + " has seen half of a commit");
 }
@@ -370,12 +392,12 @@ void World::CheckGroup(const Device& device) {
 void World::CheckEqual() {
   const auto hub = HubRecords();
   for (const auto& device : devices_) {
-    const auto state = ParseState(device->replica.State());
+    const auto state = ParseState(device->replica->State());
     const auto isRemoved = [&state](const HubRecord& record) {
       const auto peer = state->peers.find(record.content.stamp.device);
       return peer != state->peers.end() && record.content.stamp.version <= peer->second.removed;
     };
-    const auto& records = device->replica.Records();
+    const auto records = RecordsOf(*device->replica);
     for (const auto& [key, record] : hub) {
       const auto held = records.find(key);
       if (held == records.end() && isRemoved(record)) continue;

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "device_replica.h"
 #include "random.h"
 #include "schedule.h"
 #include "sim_hub.h"
-#include "sim_replica.h"
 #include "sync/directory.h"
 #include "sync/store_sync.h"
 
@@ -28,7 +28,7 @@ struct Mishaps {
 
 class World {
  public:
-  explicit World(uint64_t seed);
+  World(uint64_t seed, const MakeReplica& makeReplica);
   ~World();
   World(const World&) = delete;
   World& operator=(const World&) = delete;
@@ -56,7 +56,7 @@ class World {
   void EndProcess(Device& device);
   void Act();
   void Write(Device& device);
-  std::vector<SimReplica::Change> DrawChanges();
+  std::vector<DeviceReplica::Change> DrawChanges();
   void CallSync(Device& device, Moment timeout, bool mustSucceed);
   void MakeDurable(Device& device);
   void Crash(Device& device);
