@@ -5,8 +5,9 @@
 // acknowledged operations make of an empty store. The one operation that may have been under way counts as a
 // whole or not at all.
 //
-// --protected 1: the store is encrypted and backed up every second, so that backups are cut off too, and has
-// a schema with an index, which must find what the records say.
+// --protected 1: the store is encrypted and backed up every second, so that backups are cut off too, has a
+// schema with an index, which must find what the records say, and takes part in synchronisation: its log and
+// tombstones must say so too.
 //
 // All operations follow from the seed and their number, so that both sides know them without telling each
 // other.
@@ -24,10 +25,13 @@
 #include <map>
 #include <optional>
 #include <random>
+#include <set>
 #include <string>
 #include <thread>
 
 #include "contract/distributed_kv_data_manager.h"
+#include "manager/store_registry.h"
+#include "replica_check.h"
 
 extern char** environ;
 
@@ -166,6 +170,18 @@ std::unique_ptr<SingleKvStore> Open(DistributedKvDataManager& manager, const std
   return opened;
 }
 
+// Shows `use` the store that is open.
+template <typename Use>
+void UseStore(Use use) {
+  std::unique_ptr<Client::StoreLease> lease;
+  Options options;
+  options.encrypt = options.backup = g_protected;
+  Status status = Client::StoreRegistry::Instance().Open({kApp.appId, "store"}, Client::StoreKind::kSingle,
+                                                         options, lease);
+  if (status == Status::SUCCESS) status = lease->Call(use);
+  if (status != Status::SUCCESS) Fail("the store can't be used");
+}
+
 // The child: does operations from `first` on, until it is killed. Every now and then a run creates and
 // deletes another store instead, so that these are cut off too.
 int WriteUntilKilled(uint64_t seed, Number first, bool churns, int acknowledgements) {
@@ -187,6 +203,10 @@ class KillTest {
 
   void Run() {
     const auto start = std::chrono::steady_clock::now();
+    if (g_protected) {
+      const std::unique_ptr<SingleKvStore> store = Open(manager_, "store");
+      UseStore([](Client::Store& opened) { return opened.Join(); });
+    }
     for (round_ = 1; round_ <= rounds_; ++round_) {
       const bool churns = round_ % 10 == 0;
       const Number acknowledged = RunChild(churns);
@@ -258,22 +278,45 @@ class KillTest {
     Model with_next = model_;
     Apply(OperationOf(seed_, acknowledged + 1), with_next);
 
-    const Model found = Read();
+    const std::unique_ptr<SingleKvStore> store = Open(manager_, "store");
+    const Model found = Read(*store);
     compared_ += found.size();
+    const Number before = done_;
     done_ = acknowledged;
-    if (found == model_) return;
-    if (found != with_next) Fail(Difference(found));
-    model_ = with_next;
-    ++done_;
-    ++tookEffect_;
+    if (found != model_) {
+      if (found != with_next) Fail(Difference(found));
+      model_ = with_next;
+      ++done_;
+      ++tookEffect_;
+    }
+    if (g_protected) VerifyReplica(before, model_ == with_next);
   }
 
-  Model Read() {
-    const std::unique_ptr<SingleKvStore> store = Open(manager_, "store");
+  // `unseen`: that the operation after the last one took effect would show in the log alone.
+  void VerifyReplica(Number before, bool unseen) {
+    uint64_t commits = 0;
+    for (Number number = before + 1; number <= done_; ++number) commits += Touch(number);
+    UseStore([&](Client::Store& store) {
+      if (unseen && replica_.CountCommits(store) > commits) commits += Touch(++done_);
+      const std::string wrong = replica_.Check(store, model_, touched_, commits);
+      if (!wrong.empty()) Fail("round " + std::to_string(round_) + ": " + wrong);
+      return Status::SUCCESS;
+    });
+  }
+
+  // How many commits the operation is.
+  uint64_t Touch(Number number) {
+    const Operation operation = OperationOf(seed_, number);
+    if (operation.kind == Kind::kRolledBack) return 0;
+    for (const Write& write : operation.writes) touched_.insert(write.key);
+    return 1;
+  }
+
+  static Model Read(SingleKvStore& store) {
     std::vector<Entry> entries;
-    if (store->GetEntries(Blob(), entries) != Status::SUCCESS) Fail("cannot read the store");
+    if (store.GetEntries(Blob(), entries) != Status::SUCCESS) Fail("cannot read the store");
     const Model found = ToModel(entries);
-    if (g_protected && ReadByIndex(*store) != found) Fail("the index differs from the records");
+    if (g_protected && ReadByIndex(store) != found) Fail("the index differs from the records");
     return found;
   }
 
@@ -328,6 +371,8 @@ class KillTest {
   int round_ = 0;
   Model model_;  // what the store holds after the operations up to done_
   Number done_ = 0;
+  std::set<std::string> touched_;  // keys that were ever written
+  ReplicaCheck replica_;
   uint64_t acknowledged_ = 0;
   uint64_t compared_ = 0;
   int tookEffect_ = 0;

@@ -1,6 +1,7 @@
 // Devices with stores on disk; a crash brings a store's files back as they were when they were last durable.
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 
 #include "simulate.h"
 #include "store/store_replica.h"
@@ -37,7 +38,6 @@ class StoredReplica : public DeviceReplica {
     std::filesystem::remove_all(Durable());
   }
 
-  // Some commits go through a transaction that has been open for a while.
   Version Write(const std::vector<Change>& changes) override {
     Demand(store_->StartTransaction(), "to begin a transaction");
     for (const auto& [key, value] : changes) {
@@ -80,14 +80,24 @@ class StoredReplica : public DeviceReplica {
  private:
   std::filesystem::path Durable() const { return folder_.string() + ".durable"; }
 
-  // The engine may remove a file that it needs no more meanwhile.
+  using Listing = std::map<std::string, uintmax_t>;  // sizes by name
+  static Listing List(const std::filesystem::path& folder, std::error_code& error) {
+    Listing listing;
+    for (const auto& file : std::filesystem::directory_iterator(folder, error))
+      listing[file.path().filename()] = file.is_regular_file(error) ? file.file_size(error) : 0;
+    return listing;
+  }
+
+  // The engine tidies up on threads of its own: what it does meanwhile spoils a copy.
   static void Copy(const std::filesystem::path& from, const std::filesystem::path& to) {
     constexpr int kAttempts = 100;
     std::error_code error;
     for (int i = 0; i < kAttempts; ++i) {
+      error.clear();
       std::filesystem::remove_all(to);
+      const Listing before = List(from, error);
       std::filesystem::copy(from, to, std::filesystem::copy_options::recursive, error);
-      if (!error) return;
+      if (!error && List(from, error) == before && !error) return;
     }
     Fail("to copy its files");
   }
