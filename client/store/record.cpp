@@ -43,8 +43,11 @@ Blob ToBlob(Bytes bytes) {
   // A blob copies what it is made of, so the vector in between is kept for the next one.
   constexpr size_t kMaxKept = 65'536;
   thread_local std::vector<uint8_t> kept;
-  if (bytes.size() > kMaxKept) return Blob(std::vector<uint8_t>(bytes.begin(), bytes.end()));
-  kept.assign(bytes.begin(), bytes.end());
+  const auto* const begin =
+      reinterpret_cast<const uint8_t*>(bytes.data());  // of one type they are copied at once
+  const auto* const end = begin + bytes.size();
+  if (bytes.size() > kMaxKept) return Blob(std::vector<uint8_t>(begin, end));
+  kept.assign(begin, end);
   return Blob(kept);
 }
 
