@@ -78,12 +78,17 @@ void Comparison::MergeSlice() {
 void Comparison::AddAbsent(const std::vector<Held>& held, Group& group) const {
   for (const Held& record : held) {
     if (IsOnPage(record.key) || pending_.Has(record.key, record.stamp)) continue;
-    if (pushBack_) {
+    if (pushBack_ || WasNeverPushed(record)) {
       group.requeued.push_back(record.key);
     } else {
       group.removals.push_back({record.key, record.stamp});
     }
   }
+}
+
+// A device pushes nothing before it was in step.
+bool Comparison::WasNeverPushed(const Held& record) const {
+  return context_.state.inStep == 0 && record.stamp.device == context_.options.device;
 }
 
 bool Comparison::IsOnPage(const std::string& key) const {

@@ -16,6 +16,7 @@ namespace KORA::DistributedKv::Client::Sync {
 // the hub once:
 //   - in the same history it can have gone only as an ended tombstone: the record was deleted, and goes here
 //   too
+//   - what this device wrote before it was in step for the first time was never there, and is pushed
 //   - in another history the hub has lost it, so it is pushed again; but if the device was away for longer
 //   than
 //     tombstones live, it may as well have been deleted since, and goes.
@@ -36,6 +37,7 @@ class Comparison {
   void TakePage(RangeAnswer answer);
   void MergeSlice();
   void AddAbsent(const std::vector<Held>& held, Group& group) const;
+  bool WasNeverPushed(const Held& record) const;
   bool IsOnPage(const std::string& key) const;
   void EndSlice(HubResult result, bool pageIsDone);
   void Complete();
