@@ -133,6 +133,12 @@ bool TakeTimeout(std::string_view value, ClusterSettings& settings) {
   return TakeTime(value, 100, 60'000, settings.timeout);
 }
 
+bool TakeDeathAfter(std::string_view value, ClusterSettings& settings) {
+  const bool never = value == "0";
+  if (never) settings.deathAfter = std::chrono::milliseconds(0);
+  return never || TakeTime(value, 1'000, 86'400'000, settings.deathAfter);
+}
+
 std::string CheckTogether(const ClusterSettings& settings) {
   const bool certificates = !settings.authority.empty() || !settings.certificate.empty();
   if (settings.certificate.empty() != settings.key.empty()) {

@@ -14,6 +14,7 @@
 //   cluster.namespace       KORA_DATA_CLUSTER_NAMESPACE        1 to 128 of A-Z a-z 0-9 . _ -, no dot in front
 //   cluster.lease           KORA_DATA_CLUSTER_LEASE            milliseconds, 2000 to 3600000
 //   cluster.timeout         KORA_DATA_CLUSTER_TIMEOUT          milliseconds, 100 to 60000
+//   cluster.death.after     KORA_DATA_CLUSTER_DEATH_AFTER      milliseconds, 1000 to 86400000, or 0 for never
 #pragma once
 
 #include <chrono>
@@ -44,6 +45,8 @@ struct ClusterSettings {
   std::string nameSpace = "kora-data";          // what the keys on the hub begin with
   std::chrono::milliseconds leaseTime{10'000};  // for how long a device that is silent counts as online
   std::chrono::milliseconds timeout{1'000};     // of a request
+  // How long a hub that was reached is out of reach before the service counts as dead; 0: it never does.
+  std::chrono::milliseconds deathAfter{60'000};
 };
 
 // Each takes the value of a setting, and returns whether it is allowed.
@@ -58,6 +61,7 @@ bool TakePasswordFile(std::string_view value, ClusterSettings& settings);
 bool TakeNameSpace(std::string_view value, ClusterSettings& settings);
 bool TakeLease(std::string_view value, ClusterSettings& settings);
 bool TakeTimeout(std::string_view value, ClusterSettings& settings);
+bool TakeDeathAfter(std::string_view value, ClusterSettings& settings);
 
 // What is wrong with the settings together, or an empty text.
 std::string CheckTogether(const ClusterSettings& settings);

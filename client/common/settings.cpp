@@ -89,7 +89,7 @@ struct Setting {
   bool (*take)(std::string_view value, Settings& settings) = nullptr;
   bool secret = false;  // not to be shown, not even when it is wrong
 };
-constexpr std::array<Setting, 20> kSettings = {{
+constexpr std::array<Setting, 21> kSettings = {{
     {"home", "KORA_DATA_HOME", "a folder", TakeHome},
     {"durability", "KORA_DATA_DURABILITY", "process or power", TakeDurability},
     {"memory.budget", "KORA_DATA_MEMORY_BUDGET",
@@ -119,6 +119,8 @@ constexpr std::array<Setting, 20> kSettings = {{
      TakeCluster<TakeLease>},
     {"cluster.timeout", "KORA_DATA_CLUSTER_TIMEOUT", "a number of milliseconds from 100 to 60000",
      TakeCluster<TakeTimeout>},
+    {"cluster.death.after", "KORA_DATA_CLUSTER_DEATH_AFTER",
+     "a number of milliseconds from 1000 to 86400000, or 0 for never", TakeCluster<TakeDeathAfter>},
 }};
 
 const Setting* FindSetting(std::string_view name) {

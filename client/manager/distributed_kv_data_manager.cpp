@@ -2,10 +2,12 @@
 
 #include <utility>
 
+#include "cluster/service.h"
 #include "common/guard.h"
 #include "common/settings.h"
 #include "device/device_listeners.h"
 #include "device/local_device.h"
+#include "device/other_devices.h"
 #include "manager/store_registry.h"
 #include "notify/death_notice.h"
 #include "store/multi_store.h"
@@ -13,27 +15,35 @@
 
 namespace KORA::DistributedKv {
 
+using Client::DeviceListeners;
 using Client::Guard;
 using Client::StoreKind;
 using Client::StoreRegistry;
+using Client::Cluster::Service;
 
 // The stores belong to the process; a manager keeps what is registered with itself.
 class [[gnu::visibility("hidden")]] DistributedKvDataManager::Impl {
  public:
-  Client::DeviceListeners deviceListeners;
+  Impl() = default;
+  Impl(const Impl&) = delete;
+  Impl& operator=(const Impl&) = delete;
+  ~Impl() {
+    DeviceListeners::Instance().DropOwned(this);
+  }
 };
 
 namespace {
 
-// Opens a store and hands a `Handle` of it to the callback: exactly once, and empty on failure.
-template <typename Handle, typename Interface>
-void OpenStore(const Client::StoreName& name, StoreKind kind, const Options& options,
+// Opens a store and hands a handle of it, which `make` makes of the lease, to the callback: exactly once, and
+// empty on failure.
+template <typename Interface, typename Make>
+void OpenStore(const Client::StoreName& name, StoreKind kind, const Options& options, Make make,
                const std::function<void(Status, std::unique_ptr<Interface>)>& callback) {
   std::unique_ptr<Interface> store;
   const Status status = Guard([&] {
     std::unique_ptr<Client::StoreLease> lease;
     const Status opened = StoreRegistry::Instance().Open(name, kind, options, lease);
-    if (opened == Status::SUCCESS) store = std::make_unique<Handle>(std::move(lease));
+    if (opened == Status::SUCCESS) store = make(std::move(lease));
     return opened;
   });
   Guard([&] {
@@ -55,13 +65,17 @@ DistributedKvDataManager::~DistributedKvDataManager() = default;
 
 void DistributedKvDataManager::GetKvStore(const Options& options, const AppId& appId, const StoreId& storeId,
                                           std::function<void(Status, std::unique_ptr<KvStore>)> callback) {
-  OpenStore<Client::MultiStore>({appId.appId, storeId.storeId}, StoreKind::kMulti, options, callback);
+  const auto make = [](auto lease) { return std::make_unique<Client::MultiStore>(std::move(lease)); };
+  OpenStore({appId.appId, storeId.storeId}, StoreKind::kMulti, options, make, callback);
 }
 
 void DistributedKvDataManager::GetSingleKvStore(
     const Options& options, const AppId& appId, const StoreId& storeId,
     std::function<void(Status, std::unique_ptr<SingleKvStore>)> callback) {
-  OpenStore<Client::SingleStore>({appId.appId, storeId.storeId}, StoreKind::kSingle, options, callback);
+  const auto make = [&appId](auto lease) {
+    return std::make_unique<Client::SingleStore>(std::move(lease), appId.appId);
+  };
+  OpenStore({appId.appId, storeId.storeId}, StoreKind::kSingle, options, make, callback);
 }
 
 Status DistributedKvDataManager::CloseKvStore(const AppId& appId, const StoreId& storeId,
@@ -92,20 +106,26 @@ Status DistributedKvDataManager::GetLocalDevice(DeviceInfo& device) {
   return Guard([&] { return Client::FindLocalDevice(device); });
 }
 
-// Which devices to list is a choice among those that can be reached, and there is no way to any.
 Status DistributedKvDataManager::GetDeviceList(std::vector<DeviceInfo>& devices,
-                                               DeviceFilterStrategy /*strategy*/) {
-  devices.clear();
-  return Status::SUCCESS;
+                                               DeviceFilterStrategy strategy) {
+  return Guard([&] {
+    if (Service* service = Service::Find()) service->AwaitDevices();
+    devices = Client::OtherDevices::Instance().List(strategy);
+    return Status::SUCCESS;
+  });
 }
 
 Status DistributedKvDataManager::StartWatchDeviceChange(
     std::shared_ptr<DeviceStatusChangeListener> listener) {
-  return Guard([&] { return impl_->deviceListeners.Add(std::move(listener)); });
+  return Guard([&] {
+    const Status status = DeviceListeners::Instance().Add(impl_.get(), std::move(listener));
+    if (status == Status::SUCCESS) Service::Find();
+    return status;
+  });
 }
 
 Status DistributedKvDataManager::StopWatchDeviceChange(std::shared_ptr<DeviceStatusChangeListener> listener) {
-  return Guard([&] { return impl_->deviceListeners.Remove(listener); });
+  return Guard([&] { return DeviceListeners::Instance().Remove(impl_.get(), listener); });
 }
 
 void DistributedKvDataManager::RegisterKvStoreServiceDeathRecipient(

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "cluster/service.h"
 #include "common/files.h"
 #include "common/guard.h"
 #include "common/limits.h"
@@ -214,6 +215,9 @@ Status StoreRegistry::Open(const StoreName& name, StoreKind kind, const Options&
   status = slot->store ? CheckShared(*slot->store, wanted, options.schema)
                        : OpenSlot(*slot, PathOf(*settings, name), wanted, options);
   if (status != Status::SUCCESS) return status;
+  if (Cluster::Service* cluster = IsReadOnly(PathOf(*settings, name)) ? nullptr : Cluster::Service::Find()) {
+    cluster->Open(name.application, slot->store, options.autoSync);
+  }
   const Store* store = slot->store.get();
   lease = std::make_unique<StoreLease>(slot->store, [this, name, store] { Release(name, store); });
   slot.AddHandle();
@@ -351,6 +355,7 @@ StoreRegistry::Slot::~Slot() {
 }
 
 void StoreRegistry::Slot::Close() {
+  if (Cluster::Service* cluster = Cluster::Service::Running()) cluster->Close(*store);
   store->Close();
   store.reset();
   folder.reset();

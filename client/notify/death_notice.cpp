@@ -27,7 +27,24 @@ void DeathNotice::Remove(const std::shared_ptr<KvStoreDeathRecipient>& recipient
 
 void DeathNotice::Announce() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (waiting_++ == 0) CallbackQueue::Instance().Schedule(shared_from_this());
+  if (waiting_ == 0) CallbackQueue::Instance().Schedule(shared_from_this());
+  ++waiting_;
+}
+
+void DeathNotice::Watch(std::weak_ptr<Registrations> registrations) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto gone = [](const std::weak_ptr<Registrations>& watched) { return watched.expired(); };
+  watched_.erase(std::remove_if(watched_.begin(), watched_.end(), gone), watched_.end());
+  watched_.push_back(std::move(registrations));
+}
+
+void DeathNotice::DropRegistrations() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  const std::vector<std::weak_ptr<Registrations>> watched = watched_;
+  lock.unlock();
+  for (const auto& registrations : watched) {
+    if (const auto held = registrations.lock()) held->DropAll();
+  }
 }
 
 bool DeathNotice::DeliverOne(const Invoker& invoke) {
@@ -35,7 +52,10 @@ bool DeathNotice::DeliverOne(const Invoker& invoke) {
   std::unique_lock<std::mutex> lock(mutex_);
   recipients = recipients_;
   lock.unlock();
-  for (const auto& recipient : recipients) invoke([&] { recipient->OnRemoteDied(); });
+  for (const auto& recipient : recipients) {
+    DropRegistrations();
+    invoke([&] { recipient->OnRemoteDied(); });
+  }
   lock.lock();
   return --waiting_ > 0;
 }

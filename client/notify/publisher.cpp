@@ -44,6 +44,10 @@ void Publisher::DropOwned(const void* owner) {
   DropIf([owner](const Subscription& subscription) { return subscription.owner == owner; });
 }
 
+void Publisher::DropAll() {
+  DropIf([](const Subscription& /*any*/) { return true; });
+}
+
 template <typename Predicate>
 size_t Publisher::DropIf(Predicate fits) {
   std::vector<Subscription> dropped;  // ends outside the lock: an observer's end is code of the program

@@ -18,6 +18,7 @@
 #include "contract/status.h"
 #include "contract/types.h"
 #include "notify/callback_queue.h"
+#include "notify/death_notice.h"
 #include "store/change.h"
 
 namespace KORA::DistributedKv::Client {
@@ -36,7 +37,9 @@ using SnapshotMaker = std::function<std::unique_ptr<KvStoreSnapshot>()>;
 
 // Any thread may call. Observers are called on the callback queue, in the order of Publish. One call may
 // still be running when its observer has been taken away.
-class Publisher : public CallbackSource, public std::enable_shared_from_this<Publisher> {
+class Publisher : public CallbackSource,
+                  public Registrations,
+                  public std::enable_shared_from_this<Publisher> {
  public:
   // Names in notifications this device, in log lines the store.
   Publisher(std::string deviceId, std::string storeName)
@@ -46,6 +49,7 @@ class Publisher : public CallbackSource, public std::enable_shared_from_this<Pub
   Status Subscribe(SubscribeType type, std::shared_ptr<KvStoreObserver> observer, const void* owner);
   Status Unsubscribe(SubscribeType type, const std::shared_ptr<KvStoreObserver>& observer);
   void DropOwned(const void* owner);
+  void DropAll() override;
 
   // Whether anybody is to be told of changes from there.
   bool HasListeners(Origin origin) const { return (origin == Origin::kLocal ? local_ : remote_) != 0; }

@@ -3,9 +3,11 @@
 // is not part of it.
 #include <jni.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
+#include "cluster/sync_request.h"
 #include "common/guard.h"
 #include "common/settings.h"
 #include "notify/callback_queue.h"
@@ -68,6 +70,31 @@ std::string Configure(JNIEnv* env, jobjectArray settings) {
   return Configuration::Instance().Configure(values);
 }
 
+// Modified UTF-8.
+std::string ToText(JNIEnv* env, jstring text) {
+  std::string bytes(static_cast<size_t>(env->GetStringUTFLength(text)), '\0');
+  // Writes a NUL behind the text, too, where the string has one of its own.
+  env->GetStringUTFRegion(text, 0, env->GetStringLength(text), bytes.data());
+  return bytes;
+}
+
+// Null with an exception pending.
+jobjectArray ToArray(JNIEnv* env, const std::map<std::string, std::string>& pairs) {
+  jclass strings = env->FindClass("java/lang/String");
+  if (strings == nullptr) return nullptr;
+  jobjectArray array = env->NewObjectArray(static_cast<jsize>(2 * pairs.size()), strings, nullptr);
+  jsize next = 0;
+  for (const auto& [name, value] : pairs) {
+    for (const std::string& text : {name, value}) {
+      jstring element = array == nullptr ? nullptr : env->NewStringUTF(text.c_str());
+      if (element == nullptr) return nullptr;
+      env->SetObjectArrayElement(array, next++, element);
+      env->DeleteLocalRef(element);
+    }
+  }
+  return array;
+}
+
 void HostCallbacks(JNIEnv* env) {
   CallbackQueue::Instance().Run([env](const Callback& callback) {
     const CallbackFrame frame(env);
@@ -104,6 +131,20 @@ Java_kora_data_distributed_common_StoreClient_nativeConfigure(JNIEnv* env, jclas
 JNIEXPORT jboolean JNICALL Java_kora_data_distributed_common_StoreClient_nativeClaimCallbacks(JNIEnv*,
                                                                                               jclass) {
   return client::CallbackQueue::Instance().Claim() ? JNI_TRUE : JNI_FALSE;
+}
+
+// static native String[] nativeSyncReasons(String application, String store): each device that a
+// synchronisation of the store has named, and after it why it ended as it did the last time.
+JNIEXPORT jobjectArray JNICALL Java_kora_data_distributed_common_StoreClient_nativeSyncReasons(
+    JNIEnv* env, jclass, jstring application, jstring store) {
+  jobjectArray reasons = nullptr;
+  client::Guard([&] {
+    const auto found =
+        client::Cluster::FindSyncReasons(client::ToText(env, application), client::ToText(env, store));
+    reasons = client::ToArray(env, found);
+    return Status::SUCCESS;
+  });
+  return reasons;
 }
 
 // static native void nativeHostCallbacks(): runs the callbacks on the calling thread until the process ends.

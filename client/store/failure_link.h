@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 
+#include "cluster/service.h"
 #include "common/guard.h"
 #include "notify/death_notice.h"
 #include "store/store.h"
@@ -33,6 +34,7 @@ class FailureLink {
  private:
   static void Pass(Store& store) {
     store.Fail();
+    if (Cluster::Service* cluster = Cluster::Service::Running()) cluster->DropFailed();
     DeathNotice::Instance().Announce();
   }
 

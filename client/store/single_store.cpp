@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "cluster/device_data.h"
+#include "cluster/service.h"
 #include "common/guard.h"
 #include "query/store_query.h"
 #include "store/prefix_rows.h"
@@ -123,7 +125,7 @@ Status SingleStore::GetCountWithQuery(const std::string& query, int32_t& count) 
 }
 
 Status SingleStore::Sync(const std::vector<std::string>& deviceIds, SyncMode mode, int32_t delayMs) {
-  return lease_->Call([&](const Store&) { return syncs_.Start(deviceIds, mode, delayMs); });
+  return Guard([&] { return syncs_.Start(*lease_, deviceIds, mode, delayMs); });
 }
 
 Status SingleStore::RegisterSyncCallback(std::shared_ptr<KvStoreSyncCallback> callback) {
@@ -135,34 +137,36 @@ Status SingleStore::UnRegisterSyncCallback() {
 }
 
 Status SingleStore::RemoveDeviceData(const std::string& deviceId, int32_t flags) {
-  if (deviceId.empty() || flags != 0) return Refuse("to remove data without a device, or with unknown flags");
-  return lease_->Access([&](Store& store) { return store.RemoveDeviceData(deviceId); });
+  if (flags != 0) return Refuse("to remove a device's data with unknown flags; 0 is the only one");
+  return lease_->Access([&](Store& store) { return Cluster::RemoveDeviceData(store, deviceId); });
+}
+
+Status SingleStore::ChangeSyncSettings(const std::function<void(SyncSettings&)>& change) {
+  return lease_->Call([&](Store& store) {
+    const Status status = store.ChangeSyncSettings(change);
+    Cluster::Service* service = Cluster::Service::Running();
+    if (status == Status::SUCCESS && service != nullptr) service->TakeSettings(store);
+    return status;
+  });
 }
 
 Status SingleStore::SetSyncParam(const SyncParam& param) {
   if (param.allowedDelayMs < 0) return Refuse("a negative allowed delay");
-  return lease_->Call([&](Store& store) {
-    return store.ChangeSyncSettings(
-        [&](SyncSettings& settings) { settings.allowedDelayMs = param.allowedDelayMs; });
-  });
+  return ChangeSyncSettings([&](SyncSettings& settings) { settings.allowedDelayMs = param.allowedDelayMs; });
 }
 
 Status SingleStore::SetCapabilityEnabled(bool enabled) {
-  return lease_->Call([&](Store& store) {
-    return store.ChangeSyncSettings([&](SyncSettings& settings) { settings.capabilityEnabled = enabled; });
-  });
+  return ChangeSyncSettings([&](SyncSettings& settings) { settings.capabilityEnabled = enabled; });
 }
 
 Status SingleStore::SetCapabilityRange(const std::vector<std::string>& localLabels,
                                        const std::vector<std::string>& remoteLabels) {
-  return lease_->Call([&](Store& store) {
-    Status status = CheckLabels(localLabels);
-    if (status == Status::SUCCESS) status = CheckLabels(remoteLabels);
-    if (status != Status::SUCCESS) return status;
-    return store.ChangeSyncSettings([&](SyncSettings& settings) {
-      settings.localLabels = localLabels;
-      settings.remoteLabels = remoteLabels;
-    });
+  Status status = CheckLabels(localLabels);
+  if (status == Status::SUCCESS) status = CheckLabels(remoteLabels);
+  if (status != Status::SUCCESS) return status;
+  return ChangeSyncSettings([&](SyncSettings& settings) {
+    settings.localLabels = localLabels;
+    settings.remoteLabels = remoteLabels;
   });
 }
 

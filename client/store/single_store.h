@@ -1,17 +1,22 @@
 // A handle of a single-version store.
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <string>
+#include <utility>
 
+#include "cluster/sync_session.h"
 #include "contract/single_kv_store.h"
 #include "store/store_lease.h"
-#include "sync/sync_session.h"
 
 namespace KORA::DistributedKv::Client {
 
 class SingleStore : public SingleKvStore {
  public:
-  explicit SingleStore(std::unique_ptr<StoreLease> lease) : lease_(std::move(lease)) {}
+  // `application`: whose store it is.
+  explicit SingleStore(std::unique_ptr<StoreLease> lease, std::string application = {})
+      : lease_(std::move(lease)), syncs_(std::move(application)) {}
 
   Status GetEntries(const Key& prefixKey, std::vector<Entry>& entries) const override;
   Status GetEntriesWithQuery(const std::string& query, std::vector<Entry>& entries) const override;
@@ -42,11 +47,12 @@ class SingleStore : public SingleKvStore {
 
  private:
   // `makeRows` is given the store and fills in the rows.
+  Status ChangeSyncSettings(const std::function<void(SyncSettings&)>& change);
   template <typename MakeRows>
   void OpenResultSet(const ResultSetCallback& callback, MakeRows makeRows) const;
 
   const std::unique_ptr<StoreLease> lease_;
-  SyncSession syncs_;
+  Cluster::SyncSession syncs_;
 };
 
 }  // namespace KORA::DistributedKv::Client

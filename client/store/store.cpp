@@ -54,7 +54,10 @@ Store::Store(std::string storeId, StoreTraits traits, std::unique_ptr<Engine> en
       catalog_(std::make_unique<Catalog>()),
       writer_({*engine_, *catalog_, *publisher_}, std::move(milliseconds),
               traits.kind == StoreKind::kMulti ? StoreWriter::Snapshots([this] { return MakeSnapshots(); })
-                                               : nullptr) {}
+                                               : nullptr) {
+  // Those of multi-version stores outlive a death: the bridge does not forget them.
+  if (traits_.kind == StoreKind::kSingle) DeathNotice::Instance().Watch(publisher_);
+}
 
 Store::~Store() = default;
 

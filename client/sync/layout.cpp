@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "common/limits.h"
 #include "sync/bytes.h"
 
 namespace KORA::DistributedKv::Client::Sync {
@@ -93,7 +94,8 @@ std::optional<HubRecord> ParseRecord(std::string_view bytes) {
   } else {
     record.content.value = reader.Rest();
   }
-  const bool whole = reader.Good() && IsVersion(record.content.stamp.version) && IsVersion(record.pushed);
+  const bool whole = reader.Good() && IsVersion(record.content.stamp.version) && IsVersion(record.pushed) &&
+                     IsIdentifier(record.content.stamp.device);
   return whole ? std::optional(std::move(record)) : std::nullopt;
 }
 

@@ -27,12 +27,13 @@ std::optional<DeviceDescription> ParseDescription(std::string_view bytes) {
 
 }  // namespace
 
-Presence::Presence(Hub& hub, Timers& timers, PresenceOptions options, Changed changed)
+Presence::Presence(Hub& hub, Timers& timers, PresenceOptions options, Changed changed, Contact contact)
     : hub_(hub),
       timers_(timers),
       options_(std::move(options)),
       prefix_(PresencePrefix(options_.nameSpace)),
-      changed_(std::move(changed)) {}
+      changed_(std::move(changed)),
+      contact_(std::move(contact)) {}
 
 void Presence::Start() {
   Connect();
@@ -71,10 +72,11 @@ void Presence::Look() {
   hub_.Range({range.begin, range.end}, lifetime_.Guard([this, range](const RangeAnswer& answer) {
     if (answer.result != HubResult::kDone) return Lose();
     lost_ = false;
-    contact_.Renew();
+    memory_.Renew();
     TakeAll(answer);
     seen_ = answer.revision;
     watch_ = hub_.StartWatch(range.begin, range.end, seen_ + 1, *this);
+    contact_(true);
   }));
 }
 
@@ -133,10 +135,11 @@ void Presence::Lose() {
   watch_.reset();
   timers_.After(options_.backoff, lifetime_.Guard([this] { Connect(); }));
   if (std::exchange(lost_, true)) return;
-  contact_.Renew();
-  timers_.After(options_.lease, contact_.Guard([this] {
+  memory_.Renew();
+  timers_.After(options_.lease, memory_.Guard([this] {
     while (!online_.empty()) Remove(online_.begin()->first);
   }));
+  contact_(false);
 }
 
 Whereabouts Presence::Find(const std::string& device) const {
@@ -146,9 +149,9 @@ Whereabouts Presence::Find(const std::string& device) const {
 
 void Presence::Close() {
   lifetime_.Renew();
-  contact_.Renew();
+  memory_.Renew();
   watch_.reset();
-  if (lease_ != 0) hub_.RevokeLease(lease_);
+  if (lease_ != 0 && !lost_) hub_.RevokeLease(lease_);
 }
 
 }  // namespace KORA::DistributedKv::Client::Sync

@@ -35,8 +35,13 @@ class Presence : public Directory, private WatchListener {
   // A device other than this one has come (true), has gone, or has come under another name or type.
   using Changed =
       std::function<void(const std::string& device, const DeviceDescription& description, bool online)>;
+  // The hub was reached and it is known who is online, or it was lost: whenever that turns, and when it is
+  // found out first.
+  using Contact = std::function<void(bool reached)>;
 
-  Presence(Hub& hub, Timers& timers, PresenceOptions options, Changed changed);
+  Presence(
+      Hub& hub, Timers& timers, PresenceOptions options, Changed changed,
+      Contact contact = [](bool /*reached*/) {});
 
   void Start();
   // The others see this device go at once, if the hub can be reached. Nobody is told of anything afterwards.
@@ -67,8 +72,9 @@ class Presence : public Directory, private WatchListener {
   const PresenceOptions options_;
   const std::string prefix_;
   Changed changed_;
+  Contact contact_;
   Lifetime lifetime_;  // of the connection
-  Lifetime contact_;   // of the time since the hub was lost
+  Lifetime memory_;    // of what was seen before the hub was lost
   bool lost_ = false;
   LeaseId lease_ = 0;
   std::unique_ptr<Watch> watch_;

@@ -53,6 +53,11 @@ void StoreSync::OnCommit() {
   if (puller_.IsInStep()) Work();
 }
 
+void StoreSync::GoContinuous() {
+  context_.options.continuous = true;
+  Connect();
+}
+
 void StoreSync::OnProgress() {
   if (!puller_.IsInStep()) return;
   backoff_ = 0;
@@ -125,18 +130,22 @@ void StoreSync::Sync(const std::vector<std::string>& devices, SyncMode mode, Mom
   calls_.Add(devices, mode, delay, timeout, std::move(done));
 }
 
-Status StoreSync::RemoveDeviceData(const std::string& device) {
-  if (device == context_.options.device) return Status::INVALID_ARGUMENT;
-  SyncState next = context_.state;
+Status ForgetDevice(Replica& replica, SyncState& state, const std::string& self, const std::string& device) {
+  if (device == self) return Status::INVALID_ARGUMENT;
+  SyncState next = state;
   for (auto& [known, peer] : next.peers) {
-    const bool meant = device.empty() ? known != context_.options.device : known == device;
+    const bool meant = device.empty() ? known != self : known == device;
     if (meant) peer.removed = peer.newest;
   }
-  const Status status = context_.replica.Forget(device, Encode(next));
-  if (status != Status::SUCCESS) return status;
-  context_.state = std::move(next);
+  const Status status = replica.Forget(device, Encode(next));
+  if (status == Status::SUCCESS) state = std::move(next);
+  return status;
+}
+
+Status StoreSync::RemoveDeviceData(const std::string& device) {
+  const Status status = ForgetDevice(context_.replica, context_.state, context_.options.device, device);
   // What is on its way in was judged by the state before.
-  if (connecting_) Reconnect(0);
+  if (status == Status::SUCCESS && connecting_) Reconnect(0);
   return status;
 }
 

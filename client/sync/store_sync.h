@@ -27,6 +27,8 @@ class StoreSync : private Puller::Owner, private SyncCalls::Owner {
   Status Start();
   // Local changes were logged.
   void OnCommit();
+  // From now on without being asked.
+  void GoContinuous();
   // `done` is called exactly once, never within this call; after Close at once. Each device counts once,
   // however often it is named.
   void Sync(const std::vector<std::string>& devices, SyncMode mode, Moment delay, Moment timeout,
@@ -73,5 +75,9 @@ class StoreSync : private Puller::Owner, private SyncCalls::Owner {
   Upkeep upkeep_;
   SyncCalls calls_;
 };
+
+// What RemoveDeviceData does to the replica and the state that goes with it; by itself for a store that
+// nobody synchronises.
+Status ForgetDevice(Replica& replica, SyncState& state, const std::string& self, const std::string& device);
 
 }  // namespace KORA::DistributedKv::Client::Sync

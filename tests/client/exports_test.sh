@@ -16,6 +16,7 @@ expected=$(sort -u <<END
 ${binding}_nativeClaimCallbacks
 ${binding}_nativeConfigure
 ${binding}_nativeHostCallbacks
+${binding}_nativeSyncReasons
 $manager::CloseKvStore
 $manager::DeleteKvStore
 $manager::DistributedKvDataManager

@@ -102,6 +102,7 @@ TEST_F(SettingsTest, Cluster) {
                                           {"cluster.key", text},
                                           {"cluster.lease", "2000"},
                                           {"cluster.timeout", "60000"},
+                                          {"cluster.death.after", "0"},
                                           {"cluster.namespace", "a.b"}});
   ASSERT_TRUE(settings) << error;
   const ClusterSettings& cluster = settings->cluster;
@@ -111,6 +112,7 @@ TEST_F(SettingsTest, Cluster) {
   EXPECT_EQ(cluster.key, text);
   EXPECT_EQ(cluster.password, "two words ");
   EXPECT_EQ(cluster.leaseTime.count(), 2000);
+  EXPECT_EQ(cluster.deathAfter.count(), 0);
   EXPECT_TRUE(cluster.UsesTls()) << "there is an authority";
   environment_.erase("KORA_DATA_CLUSTER_PASSWORD_FILE");
   EXPECT_FALSE(Resolve().settings->cluster.UsesTls());
@@ -131,6 +133,7 @@ TEST_F(SettingsTest, Cluster) {
       {{{"cluster.namespace", "a/b"}}, "cluster.namespace"},
       {{{"cluster.lease", "1999"}}, "from 2000 to 3600000"},
       {{{"cluster.timeout", "99"}}, "from 100 to 60000"},
+      {{{"cluster.death.after", "999"}}, "from 1000 to 86400000, or 0 for never"},
       {{{"cluster.user", "me"}}, "cluster.user and cluster.password: one is set without"},
       {{{"cluster.certificate", text}}, "cluster.certificate and cluster.key: one is set without"},
       {{{"cluster.server.name", "hub"}}, "cluster.server.name"},

@@ -4,6 +4,7 @@
 #include <map>
 #include <thread>
 
+#include "cluster/sync_request.h"
 #include "engine/engine.h"
 #include "notify/callback_queue.h"
 #include "store/record.h"
@@ -82,7 +83,7 @@ TEST_F(Sync, EndsWithAFailureForEachDeviceAskedFor) {
   EXPECT_EQ(callback->Await(3), (std::vector<Results>{each, each, each}));
 }
 
-TEST_F(Sync, RefusesWhatItCannotBeginWithoutACompletion) {
+TEST_F(Sync, RefusesWhatItCannotBeginAndSaysSo) {
   const auto store = Open();
   const auto callback = Register(*store);
   EXPECT_EQ(store->Sync({}, SyncMode::PULL, 0), Status::INVALID_ARGUMENT);
@@ -92,8 +93,21 @@ TEST_F(Sync, RefusesWhatItCannotBeginWithoutACompletion) {
     EXPECT_EQ(store->Sync({"a"}, static_cast<SyncMode>(mode), 0), Status::INVALID_ARGUMENT);
   }
   EXPECT_EQ(store->RegisterSyncCallback(nullptr), Status::INVALID_ARGUMENT);
-  store->Sync({"last"}, SyncMode::PULL, 0);
-  EXPECT_EQ(callback->Await(1), (std::vector<Results>{{{"last", Status::ERROR}}}));
+  const Results refused = {{"a", Status::INVALID_ARGUMENT}};
+  const Results unnamed = {{"", Status::INVALID_ARGUMENT}, {"a", Status::INVALID_ARGUMENT}};
+  EXPECT_EQ(callback->Await(5), (std::vector<Results>{{}, unnamed, refused, refused, refused}));
+}
+
+TEST_F(Sync, EndsWithAFailureWhereTheStoreHasFailed) {
+  Open();
+  const auto shared = std::make_shared<Client::Store>("store", Client::StoreTraits{}, OpenRaw(), "device");
+  ASSERT_EQ(shared->Load(), Status::SUCCESS);
+  Client::SingleStore store(std::make_unique<Client::StoreLease>(shared, [] {}), "app");
+  const auto callback = Register(store);
+  shared->Fail();
+  EXPECT_EQ(store.Sync({"a"}, SyncMode::PULL, 0), Status::DB_ERROR);
+  EXPECT_EQ(callback->Await(1), (std::vector<Results>{{{"a", Status::DB_ERROR}}}));
+  EXPECT_EQ(Client::Cluster::FindSyncReasons("app", "store").at("a"), "the store has failed");
 }
 
 // Completions belong to the callback of their time, and come although it was replaced, taken back or its
@@ -205,7 +219,6 @@ TEST_F(DeviceData, IsRemovedForTheOneDeviceAndObserversAreTold) {
   const auto store = Open();
   const auto observer = std::make_shared<RecordingObserver>();
   store->SubscribeKvStore(SubscribeType::ALL, observer);
-  EXPECT_EQ(store->RemoveDeviceData("", 0), Status::INVALID_ARGUMENT);
   EXPECT_EQ(store->RemoveDeviceData("remote", 1), Status::INVALID_ARGUMENT);
   EXPECT_EQ(store->RemoveDeviceData("unknown", 0), Status::SUCCESS);
   EXPECT_EQ(List(*store).size(), 4U);

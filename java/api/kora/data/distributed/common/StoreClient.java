@@ -1,5 +1,7 @@
 package kora.data.distributed.common;
 
+import java.util.Map;
+import java.util.TreeMap;
 import kora.data.distributed.internal.Arguments;
 import kora.data.distributed.internal.NativeLibraries;
 
@@ -27,6 +29,30 @@ public final class StoreClient {
     if (error != null) {
       throw Arguments.invalid(error);
     }
+  }
+
+  /**
+   * Why devices were synchronised or not. The outcome of a synchronisation says only whether it succeeded.
+   *
+   * @param application the application's identifier
+   * @param store the store's identifier
+   * @return for each device that a synchronisation of the store in this process has named, how the last one
+   *     that has ended went: "done", "offline", "unknown device", "hub unavailable" and so on
+   */
+  public static Map<String, String> syncReasons(String application, String store) {
+    Arguments.notNull(application, "application");
+    Arguments.notNull(store, "store");
+    NativeLibraries.ensureLoaded();
+    Map<String, String> reasons = new TreeMap<>();
+    try {
+      String[] pairs = nativeSyncReasons(application, store);
+      for (int i = 0; pairs != null && i < pairs.length; i += 2) {
+        reasons.put(pairs[i], pairs[i + 1]);
+      }
+    } catch (UnsatisfiedLinkError notOffered) {
+      // A store client that keeps no reasons.
+    }
+    return reasons;
   }
 
   /**
@@ -68,4 +94,6 @@ public final class StoreClient {
   private static native boolean nativeClaimCallbacks();
 
   private static native void nativeHostCallbacks();
+
+  private static native String[] nativeSyncReasons(String application, String store);
 }

@@ -12,6 +12,7 @@ import java.security.MessageDigest;
 import java.security.NoSuchAlgorithmException;
 import java.util.Arrays;
 import java.util.LinkedHashMap;
+import java.util.List;
 import java.util.Locale;
 import java.util.Map;
 import java.util.Set;
@@ -31,6 +32,8 @@ public final class NativeLibraries {
   private static final String OWNER_PROPERTY = "kora.library.owner";
   /** The bridge needs the store client, so that comes first. */
   private static final String[] NAMES = {"libkora_data_client.so", "libkora_data_jni.so"};
+  /** The store client loads this one itself, from beside its own file, when a hub is configured. */
+  private static final String LOADED_LATER = "libkora_data_etcd.so";
 
   private static boolean loaded;
 
@@ -105,6 +108,9 @@ public final class NativeLibraries {
 
   private static void loadTemporary(Map<String, byte[]> libraries) throws IOException {
     Path folder = Files.createTempDirectory("kora-data-");
+    // Files before their folder: what was registered last is deleted first.
+    folder.toFile().deleteOnExit();
+    folder.resolve(LOADED_LATER).toFile().deleteOnExit();
     try {
       load(writeAll(libraries, folder));
     } finally {
@@ -112,13 +118,12 @@ public final class NativeLibraries {
       for (String name : NAMES) {
         Files.deleteIfExists(folder.resolve(name));
       }
-      Files.delete(folder);
     }
   }
 
   private static Map<String, byte[]> readResources() throws IOException {
     Map<String, byte[]> libraries = new LinkedHashMap<>();
-    for (String name : NAMES) {
+    for (String name : List.of(NAMES[0], NAMES[1], LOADED_LATER)) {
       String resource = "/META-INF/native/" + platform() + "/" + name;
       try (InputStream in = NativeLibraries.class.getResourceAsStream(resource)) {
         if (in == null) {

@@ -141,8 +141,13 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
   void sync(Collection<String> deviceIds, SyncMode mode, SyncCallback callback);
 
   /**
-   * Synchronises with other devices. A device that is unknown, as all are to a device that works alone, is a
-   * failure in the outcome.
+   * Synchronises with other devices. That is done through the hub: with success, the hub has all that was to be
+   * pushed, this store has all that the hub had, and the device is online, so that it has its part at once if it
+   * synchronises without being asked. A device that is offline or unknown is a failure in the outcome, as all are
+   * to a device without a hub; what was pushed waits for it on the hub all the same. {@link
+   * kora.data.distributed.common.StoreClient#syncReasons} tells why.
+   *
+   * <p>The store client ends a synchronisation as failed when it can't reach the hub, or after ten minutes.
    *
    * <p>The future completes in any case: with the outcome, or exceptionally with a {@link
    * java.util.concurrent.TimeoutException}, also when the store client could not begin, or with a {@link
@@ -154,7 +159,8 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    *
    * @param deviceIds the identifiers of the devices, at least one
    * @param mode the direction
-   * @param delay how long the store client may wait to put synchronisations together, in whole milliseconds
+   * @param delay how long the store client waits, to put synchronisations together, in whole milliseconds; 0
+   *     for the one of {@link #setAllowedSyncDelay}
    * @param timeout how long to wait for the outcome
    * @return for each device whether it succeeded
    * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN
@@ -163,7 +169,7 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
       Collection<String> deviceIds, SyncMode mode, Duration delay, Duration timeout);
 
   /**
-   * Sets how long changes may wait to be synchronised. It is kept with the store; the default is 0.
+   * Sets the delay of synchronisations that are begun without one. It is kept with the store; the default is 0.
    *
    * @param allowedDelay in whole milliseconds
    * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, READ_ONLY, DB_ERROR
@@ -172,29 +178,36 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
 
   /**
    * Removes the records whose last value was written on a device; another device itself keeps them. Observers
-   * are told as of any deletion, in several changes where there is much to remove. In a transaction it is part
-   * of it. An identifier from which nothing came removes nothing.
+   * are told as of any deletion, in several changes where there is much to remove. An identifier from which
+   * nothing came removes nothing.
    *
-   * @param deviceId the identifier of the device; that of this device removes what was written here
+   * <p>In a store that was ever synchronised, the records of another device are removed here alone and at once,
+   * whether or not a transaction is open. They don't come again, until that device writes them anew. In a store
+   * that never was, and for this device's own records, it is a deletion of these records like any other: in a
+   * transaction it is part of it, and other devices delete them too.
+   *
+   * @param deviceId the identifier of the device; that of this device removes what was written here, and an empty
+   *     one what was written on every other device
    * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, READ_ONLY, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   void removeDeviceData(String deviceId);
 
   /**
-   * Turns on or off whether devices choose their partners by labels. It is kept with the store; the default is
-   * off.
+   * Turns on or off whether this device bears its labels, and takes by labels. It is kept with the store; the
+   * default is off.
    *
-   * @param enabled whether it is on
+   * @param enabled whether only data of devices is taken whose local labels have one in common with this
+   *     device's remote labels; what was passed over is fetched when the rule changes
    * @throws KvStoreException DEFAULT_DB_ERROR if the store client refuses; STORE_NOT_OPEN
    */
   void setCapabilityEnabled(boolean enabled);
 
   /**
-   * Sets the labels by which devices choose their partners. They are kept with the store and replace earlier
-   * ones. There can be 64 of each kind, of 1 to 128 bytes in modified UTF-8.
+   * Sets the labels by which devices choose whose data they take. They are kept with the store and replace
+   * earlier ones. There can be 64 of each kind, of 1 to 128 bytes in modified UTF-8.
    *
-   * @param localLabels the labels of this device
-   * @param remoteLabels the labels of possible partners
+   * @param localLabels the labels of this device, by which others choose; it bears none while the choice is off
+   * @param remoteLabels the labels of those whose data is taken
    * @throws KvStoreException DEFAULT_DB_ERROR if the store client refuses; INVALID_ARGUMENT, STORE_NOT_OPEN
    */
   void setCapabilityRange(Collection<String> localLabels, Collection<String> remoteLabels);

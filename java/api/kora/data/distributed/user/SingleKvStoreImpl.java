@@ -197,7 +197,7 @@ final class SingleKvStoreImpl extends NativeStore implements SingleKvStore {
 
   @Override
   public void removeDeviceData(String deviceId) {
-    String device = Arguments.text(deviceId, "device identifier");
+    String device = Arguments.notNull(deviceId, "device identifier");
     run(store -> nativeRemoveDeviceData(device, store));
   }
 

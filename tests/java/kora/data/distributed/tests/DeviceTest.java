@@ -12,7 +12,9 @@ import java.util.concurrent.BlockingQueue;
 import java.util.concurrent.LinkedBlockingQueue;
 import java.util.concurrent.TimeUnit;
 import kora.data.distributed.common.KvManager;
+import kora.data.distributed.common.KvManagerFactory;
 import kora.data.distributed.common.KvStoreErrorCode;
+import kora.data.distributed.common.StoreClient;
 import kora.data.distributed.common.SubscribeType;
 import kora.data.distributed.common.Subscription;
 import kora.data.distributed.common.SyncMode;
@@ -25,7 +27,9 @@ import org.junit.jupiter.api.Test;
 
 /** This device, and synchronisation while there are no others. */
 class DeviceTest {
-  private final KvManager manager = Stores.manager();
+  private static final String APP = "devices-" + ProcessHandle.current().pid();
+
+  private final KvManager manager = KvManagerFactory.create(APP);
 
   @AfterEach
   void close() {
@@ -67,6 +71,8 @@ class DeviceTest {
     try (SingleKvStore store = manager.openSingle("store")) {
       Map<String, Boolean> outcome = store.sync(List.of("a", "\ud83d\ude00", "a"), SyncMode.PUSH_PULL).get(20, TimeUnit.SECONDS);
       assertEquals(Map.of("a", false, "\ud83d\ude00", false), outcome);
+      String reason = "no hub is configured";
+      assertEquals(Map.of("a", reason, "\ud83d\ude00", reason), StoreClient.syncReasons(APP, "store"));
       BlockingQueue<Map<String, Integer>> told = new LinkedBlockingQueue<>();
       for (int i = 0; i < 20; i++) {
         store.sync(List.of("a", "b" + i), SyncMode.PULL, told::add);

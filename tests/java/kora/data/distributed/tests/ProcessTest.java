@@ -66,7 +66,7 @@ class ProcessTest {
   void theLibrariesInTheJarAreUnpackedForTheUserAlone() throws Exception {
     assertEquals(0, run(List.of(CHECKED), "put").status);
     List<Path> unpacked = files(folder.resolve("cache"));
-    assertEquals(2, unpacked.size(), unpacked.toString());
+    assertEquals(3, unpacked.size(), unpacked.toString());
     Path library = unpacked.get(0);
     assertEquals("rwx------", PosixFilePermissions.toString(Files.getPosixFilePermissions(library.getParent())));
     // What another process left half written, or was tampered with, is replaced.

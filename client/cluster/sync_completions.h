@@ -10,7 +10,7 @@
 #include "contract/kv_store_sync_callback.h"
 #include "notify/callback_queue.h"
 
-namespace KORA::DistributedKv::Client {
+namespace KORA::DistributedKv::Client::Cluster {
 
 // By device identifier.
 using SyncResults = std::map<std::string, Status>;
@@ -36,4 +36,4 @@ class SyncCompletions : public CallbackSource, public std::enable_shared_from_th
   bool scheduled_ = false;
 };
 
-}  // namespace KORA::DistributedKv::Client
+}  // namespace KORA::DistributedKv::Client::Cluster

@@ -1,12 +1,12 @@
-#include "sync/sync_session.h"
+#include "cluster/sync_session.h"
 
 #include <algorithm>
 #include <utility>
 
+#include "cluster/service.h"
 #include "common/log.h"
-#include "sync/sync_completions.h"
 
-namespace KORA::DistributedKv::Client {
+namespace KORA::DistributedKv::Client::Cluster {
 
 namespace {
 
@@ -42,18 +42,32 @@ Status SyncSession::Unregister() {
   return gone == nullptr ? Status::STORE_NOT_SUBSCRIBE : Status::SUCCESS;
 }
 
-Status SyncSession::Start(const std::vector<std::string>& deviceIds, SyncMode mode, int32_t delayMs) {
-  if (const Status status = CheckRequest(deviceIds, mode, delayMs); status != Status::SUCCESS) return status;
-  // This device has no way to others, so it knows none of them.
-  SyncResults results;
-  for (const std::string& device : deviceIds) {
-    __android_log_print(KORA_LOG_INFO, kLogTag, "no synchronisation with device %s: it is unknown",
-                        device.c_str());
-    results[device] = Status::ERROR;
-  }
+std::shared_ptr<KvStoreSyncCallback> SyncSession::Callback() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (callback_ != nullptr) SyncCompletions::Instance().Post(callback_, std::move(results));
-  return Status::SUCCESS;
+  return callback_;
 }
 
-}  // namespace KORA::DistributedKv::Client
+Status SyncSession::Start(const StoreLease& lease, const std::vector<std::string>& deviceIds, SyncMode mode,
+                          int32_t delayMs) {
+  const auto request = std::make_shared<SyncRequest>(SyncedStore{application_, lease.Id().storeId},
+                                                     Callback(), deviceIds, mode, delayMs);
+  Status status = CheckRequest(deviceIds, mode, delayMs);
+  if (status != Status::SUCCESS) {
+    request->End(status, "refused");
+    return status;
+  }
+  status = lease.Call([&](const Store& store) {
+    if (Service* service = Service::Find()) {
+      service->Synchronise(store, request);
+    } else {
+      request->End(Status::ERROR, "no hub is configured");
+    }
+    return Status::SUCCESS;
+  });
+  if (status != Status::SUCCESS) {
+    request->End(status, status == Status::DB_ERROR ? "the store has failed" : "the store is not open");
+  }
+  return status;
+}
+
+}  // namespace KORA::DistributedKv::Client::Cluster

@@ -1,8 +1,8 @@
-#include "sync/sync_completions.h"
+#include "cluster/sync_completions.h"
 
 #include <utility>
 
-namespace KORA::DistributedKv::Client {
+namespace KORA::DistributedKv::Client::Cluster {
 
 SyncCompletions& SyncCompletions::Instance() {
   static auto& instance =
@@ -34,4 +34,4 @@ bool SyncCompletions::DeliverOne(const Invoker& invoke) {
   return scheduled_ = !waiting_.empty();
 }
 
-}  // namespace KORA::DistributedKv::Client
+}  // namespace KORA::DistributedKv::Client::Cluster
