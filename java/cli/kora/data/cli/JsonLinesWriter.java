@@ -23,11 +23,11 @@ final class JsonLinesWriter implements RecordWriter {
 
   @Override
   public void write(Entry entry) throws IOException {
-    out.append(line(entry, null)).append('\n');
+    out.append(line(entry, null, null)).append('\n');
   }
 
-  /** One record as a JSON object; with a change, that is its first member. */
-  static String line(Entry entry, String change) {
+  /** One record as a JSON object; change and device come first, as far as there are any. */
+  static String line(Entry entry, String change, String device) {
     TypedText value = TypedText.of(entry.getValue());
     StringWriter text = new StringWriter();
     try (JsonGenerator json = FACTORY.createGenerator(text)) {
@@ -38,6 +38,9 @@ final class JsonLinesWriter implements RecordWriter {
       json.writeStartObject();
       if (change != null) {
         json.writeStringField("change", change);
+      }
+      if (device != null) {
+        json.writeStringField("device", device);
       }
       json.writeStringField("key", entry.getKey());
       json.writeStringField("type", value.type);

@@ -5,6 +5,7 @@ import java.io.FileOutputStream;
 import java.io.PrintStream;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
+import java.util.function.BiConsumer;
 import java.util.function.Consumer;
 import kora.data.distributed.common.KvManager;
 import kora.data.distributed.common.KvManagerFactory;
@@ -32,12 +33,14 @@ import picocli.CommandLine.ScopeType;
       StoresCommand.class, PutCommand.class, GetCommand.class, RemoveCommand.class, ListCommand.class,
       QueryCommand.class, CountCommand.class, SchemaCommand.class,
       ImportCommand.class, ExportCommand.class, WatchCommand.class, StatsCommand.class,
+      DevicesCommand.class, SyncCommand.class,
       BackupCommand.class, RestoreCommand.class, VerifyCommand.class, ShellCommand.class
     },
     footer = {
       "",
       "A store belongs to one process at a time: while another one has it open, commands fail.",
-      "Environment: KORA_APP, KORA_STORE, KORA_DATA_HOME; KORA_LOG_LEVEL=error shows the store client's log."
+      "Environment: KORA_APP, KORA_STORE, KORA_DATA_HOME, KORA_DATA_ENDPOINTS and what docs/etcd.md lists;"
+          + " KORA_LOG_LEVEL=error shows the store client's log."
     })
 public final class Kora implements StoreScope {
   private static final PrintStream ERR =
@@ -78,6 +81,38 @@ public final class Kora implements StoreScope {
       scope = ScopeType.INHERIT,
       description = "Write nothing to the store's folder; several processes may read a store so at once.")
   private boolean readOnly;
+
+  @Option(
+      names = "--endpoints",
+      scope = ScopeType.INHERIT,
+      parameterConsumer = AnyWord.class,
+      paramLabel = "HOST:PORT,...",
+      description = "The hub at which devices meet (default: $KORA_DATA_ENDPOINTS, else none).")
+  private String endpoints;
+
+  @Option(
+      names = "--namespace",
+      scope = ScopeType.INHERIT,
+      parameterConsumer = AnyWord.class,
+      paramLabel = "NAME",
+      description = "The part of the hub (default: $KORA_DATA_CLUSTER_NAMESPACE, else kora-data).")
+  private String nameSpace;
+
+  @Option(
+      names = "--device-name",
+      scope = ScopeType.INHERIT,
+      parameterConsumer = AnyWord.class,
+      paramLabel = "NAME",
+      description = "The name that other devices see (default: the host's name).")
+  private String deviceName;
+
+  @Option(
+      names = "--auto-sync",
+      scope = ScopeType.INHERIT,
+      description = "Keep the store in step with other devices while it is open.")
+  private boolean autoSync;
+
+  private boolean isConfigured;
 
   // Java's own streams encode as the locale says, which loses characters where it is not UTF-8.
   private final PrintStream out = new PrintStream(new FileOutputStream(FileDescriptor.out), false, StandardCharsets.UTF_8);
@@ -129,20 +164,40 @@ public final class Kora implements StoreScope {
     }
   }
 
-  /** A manager of the chosen application's stores; the caller closes it. */
-  KvManager manager() {
-    if (home != null) {
-      StoreClient.configure(StoreClientSettings.builder().home(Path.of(home)).build());
-    }
-    if (readOnly) {
-      StoreClient.configure(StoreClientSettings.builder().readOnly(true).build());
+  @Override
+  public KvManager manager() {
+    if (!isConfigured) {
+      configure();
+      isConfigured = true;
     }
     return KvManagerFactory.create(app);
+  }
+
+  /** One by one, so that a store client without settings does where none is made. */
+  private void configure() {
+    configure(home, (settings, folder) -> settings.home(Path.of(folder)));
+    configure(endpoints, StoreClientSettings.Builder::clusterEndpoints);
+    configure(nameSpace, StoreClientSettings.Builder::clusterNamespace);
+    configure(deviceName, StoreClientSettings.Builder::deviceName);
+    configure(readOnly ? "" : null, (settings, choice) -> settings.readOnly(true));
+  }
+
+  private static void configure(String value, BiConsumer<StoreClientSettings.Builder, String> setting) {
+    if (value != null) {
+      StoreClientSettings.Builder settings = StoreClientSettings.builder();
+      setting.accept(settings, value);
+      StoreClient.configure(settings.build());
+    }
   }
 
   @Override
   public Path folder() {
     return DataHome.folder(home == null ? null : Path.of(home)).resolve(app).resolve(store);
+  }
+
+  @Override
+  public String appName() {
+    return app;
   }
 
   @Override
@@ -174,9 +229,9 @@ public final class Kora implements StoreScope {
     }
   }
 
-  /** Options that say whether the store is encrypted. */
+  /** Options as the command line has them. */
   Options.Builder options() {
-    return Options.builder().encrypt(encrypt);
+    return Options.builder().encrypt(encrypt).autoSync(autoSync);
   }
 
   /** Has the store only read, whatever the command line says; before the first manager. */

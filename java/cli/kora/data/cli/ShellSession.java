@@ -19,8 +19,8 @@ import picocli.CommandLine.ScopeType;
     usageHelpAutoWidth = true,
     subcommands = {
       PutCommand.class, GetCommand.class, RemoveCommand.class, ListCommand.class, QueryCommand.class,
-      CountCommand.class, ImportCommand.class,
-      ExportCommand.class, StatsCommand.class, HelpCommand.class
+      CountCommand.class, ImportCommand.class, ExportCommand.class, StatsCommand.class,
+      DevicesCommand.class, SyncCommand.class, HelpCommand.class
     })
 final class ShellSession implements StoreScope, AutoCloseable {
   private final Kora kora;
@@ -93,6 +93,16 @@ final class ShellSession implements StoreScope, AutoCloseable {
   @Override
   public PrintStream out() {
     return kora.out();
+  }
+
+  @Override
+  public KvManager manager() {
+    return kora.manager();
+  }
+
+  @Override
+  public String appName() {
+    return kora.appName();
   }
 
   @Override

@@ -11,14 +11,16 @@ import java.util.concurrent.Callable;
 import java.util.function.Consumer;
 import kora.data.distributed.common.ChangeNotification;
 import kora.data.distributed.common.Entry;
+import kora.data.distributed.common.KvManager;
 import kora.data.distributed.common.SubscribeType;
 import kora.data.distributed.common.Subscription;
 import kora.data.distributed.user.SingleKvStore;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
+import picocli.CommandLine.Option;
 import picocli.CommandLine.ParentCommand;
 
-/** {@code kora watch}: a store has one process, so the changes to be seen are those that this command makes itself. */
+/** {@code kora watch}: prints changes, of this process as commands come in and, if wanted, of other devices. */
 @Command(
     name = "watch",
     description = {
@@ -26,18 +28,28 @@ import picocli.CommandLine.ParentCommand;
           + " Lines, until the input ends.",
       "The commands, one a line: put [-t TYPE] KEY VALUE, rm KEY..., begin, commit, rollback."
           + " Words with blanks stand in 'single' or \"double\" quotes.",
-      "A store belongs to one process at a time, so there are no changes of other processes to see."
+      "A store belongs to one process at a time, so the changes to see are its own and, with --auto-sync or --remote,"
+          + " those of other devices."
     })
 final class WatchCommand implements Callable<Integer> {
-  @ParentCommand private StoreScope scope;
+  @ParentCommand private Kora kora;
+
+  @Option(
+      names = "--remote",
+      description = "Keep the store in step with other devices, and print their changes alone, each with the device.")
+  private boolean remote;
 
   @Override
   public Integer call() {
     int[] status = {CommandLine.ExitCode.OK};
-    scope.use(StoreScope.Missing.CREATE, store -> {
-      Shell shell = new Shell(store, scope);
-      Subscription subscription = store.subscribe(SubscribeType.ALL, shell::print);
-      try {
+    kora.use(StoreScope.Missing.CREATE, store -> {
+      Shell shell = new Shell(store, kora, remote);
+      Subscription subscription = store.subscribe(remote ? SubscribeType.REMOTE : SubscribeType.ALL, shell::print);
+      try (KvManager manager = kora.manager()) {
+        if (remote) {
+          // Only now, or the observer would miss what comes first.
+          kora.open(manager, kora.options().autoSync(true).build());
+        }
         status[0] = shell.run(new BufferedReader(new InputStreamReader(System.in, StandardCharsets.UTF_8)));
       } catch (IOException failure) {
         throw new Failure("standard input can't be read: " + failure.getMessage());
@@ -55,13 +67,15 @@ final class WatchCommand implements Callable<Integer> {
 
     private final SingleKvStore store;
     private final StoreScope parent;
+    private final boolean remote;
     private boolean inTransaction;
     private int expected;
     private int seen;
 
-    Shell(SingleKvStore store, StoreScope parent) {
+    Shell(SingleKvStore store, StoreScope parent, boolean remote) {
       this.store = store;
       this.parent = parent;
+      this.remote = remote;
     }
 
     /** Runs commands to the end of the input. Returns the exit status: whether one of them failed. */
@@ -74,7 +88,9 @@ final class WatchCommand implements Callable<Integer> {
           status = CommandLine.ExitCode.SOFTWARE;
         }
       }
-      awaitNotifications();
+      if (!remote) {
+        awaitNotifications();
+      }
       return status;
     }
 
@@ -109,6 +125,16 @@ final class WatchCommand implements Callable<Integer> {
     }
 
     @Override
+    public KvManager manager() {
+      return parent.manager();
+    }
+
+    @Override
+    public String appName() {
+      return parent.appName();
+    }
+
+    @Override
     public String storeName() {
       return parent.storeName();
     }
@@ -120,16 +146,17 @@ final class WatchCommand implements Callable<Integer> {
 
     /** Called on a callback thread. */
     synchronized void print(ChangeNotification change) {
-      print("insert", change.getInsertEntries());
-      print("update", change.getUpdateEntries());
-      print("delete", change.getDeleteEntries());
+      String device = remote ? change.getDeviceId() : null;
+      print("insert", change.getInsertEntries(), device);
+      print("update", change.getUpdateEntries(), device);
+      print("delete", change.getDeleteEntries(), device);
       out().flush();
       ++seen;
       notifyAll();
     }
 
-    private void print(String change, List<Entry> entries) {
-      entries.forEach(entry -> out().println(JsonLinesWriter.line(entry, change)));
+    private void print(String change, List<Entry> entries, String device) {
+      entries.forEach(entry -> out().println(JsonLinesWriter.line(entry, change, device)));
     }
 
     /** Notifications come later than the commands return; a commit that changed nothing brings none. */

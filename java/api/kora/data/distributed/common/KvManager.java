@@ -87,8 +87,9 @@ public interface KvManager extends AutoCloseable {
   DeviceInfo localDevice();
 
   /**
-   * The other devices, as the hub shows them: none, where no hub is configured or it was never reached. The
-   * first call may wait for the hub, a few times as long as a request may take.
+   * The other devices, as the hub shows them: none, where no hub is configured ({@link
+   * StoreClientSettings.Builder#clusterEndpoints}) or it was never reached. The first call may wait for the
+   * hub, a few times as long as a request may take.
    *
    * @param strategy which of them
    * @return the devices, in a list that can't be changed
@@ -97,7 +98,7 @@ public interface KvManager extends AutoCloseable {
   List<DeviceInfo> devices(DeviceFilterStrategy strategy);
 
   /**
-   * Has a listener told when devices come and go.
+   * Has a listener told when devices come and go. This joins them, unless an open store has done so.
    *
    * @param listener the listener; it can be registered once
    * @param strategy which devices
@@ -117,7 +118,7 @@ public interface KvManager extends AutoCloseable {
   /**
    * Has a recipient told when a store fails for good: its disk has errors, or its folder was deleted. All calls
    * on that store fail with DB_ERROR then, until it is opened again. It is also told when the hub has been lost
-   * for longer than the setting {@code cluster.death.after}: stores go on working then, and synchronisation
+   * for as long as {@link StoreClientSettings.Builder#clusterDeathAfter} says: stores go on working then, and synchronisation
    * resumes by itself. Observers of single stores and device listeners of the process end with either notice.
    *
    * @param recipient the recipient; it can be registered once

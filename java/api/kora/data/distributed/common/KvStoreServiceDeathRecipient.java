@@ -4,7 +4,7 @@ package kora.data.distributed.common;
 @FunctionalInterface
 public interface KvStoreServiceDeathRecipient {
   /**
-   * The service has died: observers of single stores and device listeners are forgotten and must be
+   * The service has died, as {@link KvManager#registerDeathRecipient} tells: observers of single stores and device listeners are forgotten and must be
    * registered again. Called on a callback thread; what it throws goes to that thread's uncaught exception
    * handler.
    */

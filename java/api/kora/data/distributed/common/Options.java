@@ -190,7 +190,8 @@ public final class Options {
     }
 
     /**
-     * Whether to synchronise changes without being asked to. Default: false.
+     * Whether to synchronise changes without being asked to: what is committed here goes to the hub at once, and what
+     * other devices bring there comes from it. Default: false; such a store is synchronised when it is asked to.
      *
      * @param automatic the option
      * @return this builder

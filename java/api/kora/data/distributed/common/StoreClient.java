@@ -1,11 +1,13 @@
 package kora.data.distributed.common;
 
+import java.util.Collections;
+import java.util.LinkedHashMap;
 import java.util.Map;
-import java.util.TreeMap;
 import kora.data.distributed.internal.Arguments;
 import kora.data.distributed.internal.NativeLibraries;
+import kora.data.distributed.internal.Results;
 
-/** The store client of this process: configures it and lends it a thread for callbacks. */
+/** The store client of this process: configures it, asks it for reasons, and lends it a thread for callbacks. */
 public final class StoreClient {
   private StoreClient() {}
 
@@ -34,25 +36,27 @@ public final class StoreClient {
   /**
    * Why devices were synchronised or not. The outcome of a synchronisation says only whether it succeeded.
    *
-   * @param application the application's identifier
-   * @param store the store's identifier
-   * @return for each device that a synchronisation of the store in this process has named, how the last one
-   *     that has ended went: "done", "offline", "unknown device", "hub unavailable" and so on
+   * @param appId the application's identifier
+   * @param storeId the store's identifier
+   * @return for each device that a synchronisation of the store in this process has named, how the last one that has
+   *     ended went: "done", "offline", "unknown device", "hub unavailable" and so on, as docs/errors.md lists them; a
+   *     map that can't be changed, and empty if the store client keeps no reasons
+   * @throws KvStoreException INVALID_ARGUMENT; NOT_SUPPORT if the native libraries can't be loaded
    */
-  public static Map<String, String> syncReasons(String application, String store) {
-    Arguments.notNull(application, "application");
-    Arguments.notNull(store, "store");
+  public static Map<String, String> syncReasons(String appId, String storeId) {
+    Arguments.identifier(appId, "application identifier");
+    Arguments.identifier(storeId, "store identifier");
     NativeLibraries.ensureLoaded();
-    Map<String, String> reasons = new TreeMap<>();
     try {
-      String[] pairs = nativeSyncReasons(application, store);
-      for (int i = 0; pairs != null && i < pairs.length; i += 2) {
+      String[] pairs = Results.notNull(nativeSyncReasons(appId, storeId));
+      Map<String, String> reasons = new LinkedHashMap<>();
+      for (int i = 0; i < pairs.length; i += 2) {
         reasons.put(pairs[i], pairs[i + 1]);
       }
+      return Collections.unmodifiableMap(reasons);
     } catch (UnsatisfiedLinkError notOffered) {
-      // A store client that keeps no reasons.
+      return Map.of();
     }
-    return reasons;
   }
 
   /**
@@ -91,9 +95,9 @@ public final class StoreClient {
 
   private static native String nativeConfigure(byte[][] settings);
 
+  private static native String[] nativeSyncReasons(String appId, String storeId);
+
   private static native boolean nativeClaimCallbacks();
 
   private static native void nativeHostCallbacks();
-
-  private static native String[] nativeSyncReasons(String application, String store);
 }

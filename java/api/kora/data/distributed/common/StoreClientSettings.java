@@ -51,7 +51,7 @@ public final class StoreClientSettings {
      * @return this builder
      */
     public Builder home(Path folder) {
-      return set("home", Arguments.notNull(folder, "home").toAbsolutePath().toString());
+      return set("home", absolute(folder, "home"));
     }
 
     /**
@@ -83,7 +83,7 @@ public final class StoreClientSettings {
      * @return this builder
      */
     public Builder keyFile(Path file) {
-      return set("encryption.key.file", Arguments.notNull(file, "key file").toAbsolutePath().toString());
+      return set("encryption.key.file", absolute(file, "key file"));
     }
 
     /**
@@ -142,12 +142,172 @@ public final class StoreClientSettings {
     }
 
     /**
+     * The nodes of the hub, an etcd cluster at which devices meet that keep stores in step; {@code docs/etcd.md}
+     * says how to run one. Default: the environment variable KORA_DATA_ENDPOINTS, else none, and this device works
+     * alone.
+     *
+     * @param endpoints {@code host:port} of 1 to 16 nodes; {@code https://} in front of each turns TLS on
+     * @return this builder
+     */
+    public Builder clusterEndpoints(String... endpoints) {
+      for (String endpoint : Arguments.notNull(endpoints, "array of endpoints")) {
+        Arguments.notNull(endpoint, "endpoint");
+      }
+      return set("cluster.endpoints", String.join(",", endpoints));
+    }
+
+    /**
+     * Who may vouch for the hub; this turns TLS on. Default: the environment variable KORA_DATA_CLUSTER_CA, else
+     * those whom the system trusts.
+     *
+     * @param file certificates in PEM
+     * @return this builder
+     */
+    public Builder clusterCa(Path file) {
+      return set("cluster.ca", absolute(file, "file of certificates"));
+    }
+
+    /**
+     * Who may vouch for the hub, as {@link #clusterCa(Path)}.
+     *
+     * @param pem certificates in PEM
+     * @return this builder
+     */
+    public Builder clusterCa(String pem) {
+      return set("cluster.ca", Arguments.notNull(pem, "text of certificates"));
+    }
+
+    /**
+     * The certificate by which this device shows the hub who it is, for a hub that asks for one; this turns TLS on.
+     * Default: the environment variables KORA_DATA_CLUSTER_CERTIFICATE and KORA_DATA_CLUSTER_KEY, else none.
+     *
+     * @param certificate the certificate, in PEM
+     * @param key its private key, in PEM
+     * @return this builder
+     */
+    public Builder clusterCertificate(Path certificate, Path key) {
+      return set("cluster.certificate", absolute(certificate, "file of the certificate"))
+          .set("cluster.key", absolute(key, "file of the key"));
+    }
+
+    /**
+     * The certificate of this device, as {@link #clusterCertificate(Path, Path)}.
+     *
+     * @param certificatePem the certificate, in PEM
+     * @param keyPem its private key, in PEM
+     * @return this builder
+     */
+    public Builder clusterCertificate(String certificatePem, String keyPem) {
+      return set("cluster.certificate", Arguments.notNull(certificatePem, "text of the certificate"))
+          .set("cluster.key", Arguments.notNull(keyPem, "text of the key"));
+    }
+
+    /**
+     * The name that the hub's certificate has to bear. Default: the environment variable
+     * KORA_DATA_CLUSTER_SERVER_NAME, else the host in the endpoint.
+     *
+     * @param host a host name
+     * @return this builder
+     */
+    public Builder clusterServerName(String host) {
+      return set("cluster.server.name", Arguments.notNull(host, "server name"));
+    }
+
+    /**
+     * As whom this device enters a hub that has users. Default: the environment variables KORA_DATA_CLUSTER_USER and
+     * KORA_DATA_CLUSTER_PASSWORD, else nobody.
+     *
+     * <p>The password is a String, since the store client keeps it in memory for as long as the process runs, to
+     * enter again after each loss of the hub: an array that the program wipes would protect nothing.
+     *
+     * @param name the user, 1 to 128 bytes in UTF-8
+     * @param password the password, 1 to 1,024 bytes in UTF-8; without TLS it crosses the network in the clear
+     * @return this builder
+     */
+    public Builder clusterUser(String name, String password) {
+      settings.remove("cluster.password.file");
+      return set("cluster.user", Arguments.notNull(name, "user"))
+          .set("cluster.password", Arguments.notNull(password, "password"));
+    }
+
+    /**
+     * As whom this device enters a hub that has users, with a password that stays out of the program.
+     *
+     * @param name the user, 1 to 128 bytes in UTF-8
+     * @param passwordFile the password and nothing else; an end of line behind it does not count
+     * @return this builder
+     */
+    public Builder clusterUser(String name, Path passwordFile) {
+      settings.remove("cluster.password");
+      return set("cluster.user", Arguments.notNull(name, "user"))
+          .set("cluster.password.file", absolute(passwordFile, "password file"));
+    }
+
+    /**
+     * What the keys on the hub begin with; devices of different name spaces do not meet. Default: the environment
+     * variable KORA_DATA_CLUSTER_NAMESPACE, else "kora-data".
+     *
+     * @param name 1 to 128 of the characters A-Z a-z 0-9 . _ - and no dot at the beginning
+     * @return this builder
+     */
+    public Builder clusterNamespace(String name) {
+      return set("cluster.namespace", Arguments.notNull(name, "name space"));
+    }
+
+    /**
+     * After how long a silence this device counts as gone for the others. Default: the environment variable
+     * KORA_DATA_CLUSTER_LEASE (milliseconds), else 10 seconds.
+     *
+     * @param time 2 seconds to an hour; the hub counts whole seconds
+     * @return this builder
+     */
+    public Builder clusterLease(Duration time) {
+      return set("cluster.lease", millis(time, "lease time"));
+    }
+
+    /**
+     * How long a request to the hub may take before another node is asked. Default: the environment variable
+     * KORA_DATA_CLUSTER_TIMEOUT (milliseconds), else 1 second.
+     *
+     * @param time 100 milliseconds to a minute, in whole milliseconds
+     * @return this builder
+     */
+    public Builder clusterTimeout(Duration time) {
+      return set("cluster.timeout", millis(time, "time-out"));
+    }
+
+    /**
+     * After how long a loss of the hub the death recipients are told, once for each loss; synchronisation goes on by
+     * itself when the hub is back. Default: the environment variable KORA_DATA_CLUSTER_DEATH_AFTER (milliseconds),
+     * else 1 minute.
+     *
+     * @param time 1 second to a day, in whole milliseconds, or 0 for never
+     * @return this builder
+     */
+    public Builder clusterDeathAfter(Duration time) {
+      return set("cluster.death.after", millis(time, "time until death"));
+    }
+
+    /**
      * The settings made so far.
      *
      * @return the settings
      */
     public StoreClientSettings build() {
       return new StoreClientSettings(settings);
+    }
+
+    private static String absolute(Path file, String name) {
+      return Arguments.notNull(file, name).toAbsolutePath().toString();
+    }
+
+    private static String millis(Duration time, String name) {
+      Arguments.notNull(time, name);
+      try {
+        return Long.toString(time.toMillis());
+      } catch (ArithmeticException tooLong) {
+        throw Arguments.invalid("The " + name + " is too long: " + time + ".");
+      }
     }
 
     private Builder set(String name, String value) {

@@ -117,7 +117,7 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
   KvStoreResultSet getResultSetWithQuery(String query);
 
   /**
-   * Synchronises with other devices, with no delay and a time-out of one minute.
+   * Synchronises with other devices, with the delay that the store has and a time-out of one minute.
    *
    * @param deviceIds the identifiers of the devices, at least one
    * @param mode the direction
@@ -129,7 +129,7 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
   }
 
   /**
-   * Synchronises with other devices, with no delay and a time-out of one minute.
+   * Synchronises with other devices, with the delay that the store has and a time-out of one minute.
    *
    * @param deviceIds the identifiers of the devices, at least one
    * @param mode the direction
@@ -144,8 +144,8 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    * Synchronises with other devices. That is done through the hub: with success, the hub has all that was to be
    * pushed, this store has all that the hub had, and the device is online, so that it has its part at once if it
    * synchronises without being asked. A device that is offline or unknown is a failure in the outcome, as all are
-   * to a device without a hub; what was pushed waits for it on the hub all the same. {@link
-   * kora.data.distributed.common.StoreClient#syncReasons} tells why.
+   * to a device without a hub; what was pushed waits for it on the hub all the same. The identifier of this device
+   * stands for the hub alone. {@link kora.data.distributed.common.StoreClient#syncReasons} tells why.
    *
    * <p>The store client ends a synchronisation as failed when it can't reach the hub, or after ten minutes.
    *
