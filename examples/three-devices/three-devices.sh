@@ -4,15 +4,17 @@
 # is installed. It ends by itself after some 10 seconds and leaves nothing behind. Exit status: 0 if all went as told.
 set -euo pipefail
 
-root=$(dirname "$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")")
+here=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
+# shellcheck source=examples/three-devices/hub.sh
+source "$here/hub.sh"
 patience=60 # seconds, for a loaded machine
 folder=$(mktemp -d)
 declare -A pids=() inputs=([ada]=3 [bob]=4 [cleo]=5) # processes; descriptors of what the devices read
 trap finish EXIT
 
 finish() {
-  local name
-  for name in "${!pids[@]}"; do kill -KILL "${pids[$name]}" 2>/dev/null || true; done
+  local process
+  for process in "${pids[@]}" ${hub_pid-}; do kill -KILL "$process" 2>/dev/null || true; done
   wait 2>/dev/null || true
   rm -rf "$folder"
 }
@@ -34,31 +36,11 @@ await() {
   done
 }
 
-# A port may be taken between the choice and the start; then another one is tried.
-start_hub() {
-  local port
-  for _ in 1 2 3 4 5; do
-    port=$((20000 + RANDOM % 10000))
-    endpoint=127.0.0.1:$port
-    etcd --name hub --data-dir "$folder/hub.$port" --listen-client-urls "http://$endpoint" \
-      --advertise-client-urls "http://$endpoint" --listen-peer-urls "http://127.0.0.1:$((port + 10000))" \
-      --initial-advertise-peer-urls "http://127.0.0.1:$((port + 10000))" \
-      --initial-cluster "hub=http://127.0.0.1:$((port + 10000))" >"$folder/hub.log" 2>&1 &
-    pids[hub]=$!
-    until grep -q 'ready to serve client requests' "$folder/hub.log"; do
-      kill -0 "${pids[hub]}" 2>/dev/null || continue 2
-      sleep 0.1
-    done
-    return
-  done
-  fail "etcd does not start: $(tail -n 1 "$folder/hub.log")"
-}
-
 # kora DEVICE COMMAND...: the tool as that device, in place of the shell; it must not hold the input of others open.
 kora() {
   local name=$1
   shift
-  exec "$root/bin/kora" --home "$folder/$name" --device-name "$name" --endpoints "$endpoint" --app example \
+  exec "$here/../../bin/kora" --home "$folder/$name" --device-name "$name" --endpoints "$endpoint" --app example \
     --store notes "$@" 3>&- 4>&- 5>&-
 }
 
@@ -90,7 +72,7 @@ hears() {
 
 command -v etcd >/dev/null || fail 'etcd is missing: apt-get install etcd-server'
 say 'A hub, and three devices that keep the store "notes" in step'
-start_hub
+start_hub "$folder"
 for name in ada bob cleo; do start "$name"; done
 # Whoever is told of this knows the others, and they know him.
 for name in ada bob cleo; do tell "$name" "put hello/$name hello"; done

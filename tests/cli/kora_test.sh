@@ -89,6 +89,21 @@ backups() {
   expect 0 'value' '' kora --store safe --encrypt get key
 }
 
+# Of a device that works alone; examples/three-devices shows more.
+devices() {
+  local self
+  self=$(kora devices | sed -n 's/^\([0-9a-f]\{32\}\)\tthis\t.*\tunknown$/\1/p')
+  [[ -n $self ]] || fail "devices: $(kora devices)"
+  expect 0 "$self"$'\tthis\tdesk \u00fc\tunknown' '' kora --device-name 'desk ü' devices
+  expect 1 "$self"$'\tfailed\tno hub is configured' '' kora sync
+  expect 1 $'other\tfailed\tno hub is configured' '' kora --store fresh sync --mode pull other
+  expect 0 'fresh' '' bash -c "'$source_folder/bin/kora' stores | grep fresh"
+  printf '%s\n' 'put a 1' 'sync other' 'devices' | expect 1 $'other\tfailed\tno hub is configured\n'"$(kora devices)" '' kora shell
+  expect 2 '' "Invalid value for option '--mode': expected pull, push or push-pull" kora sync --mode both
+  expect 1 '' 'cluster.endpoints' kora --endpoints nowhere devices
+  printf 'put own 1\n' | expect 0 '' '' kora --store watched watch --remote
+}
+
 wrong_use() {
   expect 2 '' '^kora: Missing required subcommand' kora
   expect 2 '' "^kora: Missing required parameter: 'VALUE'" kora put key
@@ -256,6 +271,7 @@ await_text() {
 single_records
 queries
 backups
+devices
 wrong_use
 shell_commands
 shell_on_a_terminal

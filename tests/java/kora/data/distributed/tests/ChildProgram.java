@@ -3,6 +3,7 @@ package kora.data.distributed.tests;
 import java.net.URL;
 import java.net.URLClassLoader;
 import java.nio.file.Path;
+import java.time.Duration;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.concurrent.BlockingQueue;
@@ -169,10 +170,25 @@ public final class ChildProgram {
 
   private static void configure(String home) {
     tryConfigure("bad", StoreClientSettings.builder().memoryBudget(1));
+    for (StoreClientSettings.Builder bad : List.of(cluster().clusterEndpoints("hub"), cluster().clusterEndpoints(),
+        cluster().clusterCa("nonsense\n"), cluster().clusterCertificate("", "key"), cluster().clusterServerName(""),
+        cluster().clusterUser("", "password"), cluster().clusterUser("user", Path.of("absent")),
+        cluster().clusterNamespace(".hidden"), cluster().clusterLease(Duration.ofMillis(1999)),
+        cluster().clusterTimeout(Duration.ofMinutes(1).plusMillis(1)), cluster().clusterDeathAfter(Duration.ofNanos(-1)))) {
+      tryConfigure("cluster", bad);
+    }
+    StoreClient.configure(cluster().build());
     StoreClient.configure(StoreClientSettings.builder().home(Path.of(home)).durability(Durability.POWER)
         .memoryBudget(16 << 20).deviceName("child").deviceType("test").build());
     put();
     tryConfigure("late", StoreClientSettings.builder().deviceName("late"));
+  }
+
+  /** All settings of the hub, the default of none. */
+  private static StoreClientSettings.Builder cluster() {
+    return StoreClientSettings.builder().clusterServerName("hub.example").clusterUser("user", "password")
+        .clusterNamespace("test").clusterLease(Duration.ofSeconds(2)).clusterTimeout(Duration.ofSeconds(2))
+        .clusterDeathAfter(Duration.ZERO);
   }
 
   private static void tryConfigure(String what, StoreClientSettings.Builder settings) {
