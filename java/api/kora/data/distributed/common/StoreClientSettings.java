@@ -39,6 +39,8 @@ public final class StoreClientSettings {
 
   /** Collects settings; for one thread. */
   public static final class Builder {
+    private static final Duration MAX_TIME = Duration.ofDays(366);
+
     private final Map<String, String> settings = new LinkedHashMap<>();
 
     private Builder() {}
@@ -301,13 +303,13 @@ public final class StoreClientSettings {
       return Arguments.notNull(file, name).toAbsolutePath().toString();
     }
 
+    /** A part of a millisecond counts as a whole: 0 may have a meaning of its own. */
     private static String millis(Duration time, String name) {
-      Arguments.notNull(time, name);
-      try {
-        return Long.toString(time.toMillis());
-      } catch (ArithmeticException tooLong) {
-        throw Arguments.invalid("The " + name + " is too long: " + time + ".");
+      boolean fits = Arguments.notNull(time, name).compareTo(Duration.ZERO) >= 0 && time.compareTo(MAX_TIME) <= 0;
+      if (!fits) {
+        throw Arguments.invalid("The " + name + " must be 0 to " + MAX_TIME + ": " + time + ".");
       }
+      return Long.toString(time.plusNanos(999_999).toMillis());
     }
 
     private Builder set(String name, String value) {

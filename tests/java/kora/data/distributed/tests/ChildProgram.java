@@ -174,7 +174,7 @@ public final class ChildProgram {
         cluster().clusterCa("nonsense\n"), cluster().clusterCertificate("", "key"), cluster().clusterServerName(""),
         cluster().clusterUser("", "password"), cluster().clusterUser("user", Path.of("absent")),
         cluster().clusterNamespace(".hidden"), cluster().clusterLease(Duration.ofMillis(1999)),
-        cluster().clusterTimeout(Duration.ofMinutes(1).plusMillis(1)), cluster().clusterDeathAfter(Duration.ofNanos(-1)))) {
+        cluster().clusterTimeout(Duration.ofMinutes(1).plusMillis(1)), cluster().clusterDeathAfter(Duration.ofNanos(1)))) {
       tryConfigure("cluster", bad);
     }
     StoreClient.configure(cluster().build());
@@ -186,8 +186,8 @@ public final class ChildProgram {
 
   /** All settings of the hub, the default of none. */
   private static StoreClientSettings.Builder cluster() {
-    return StoreClientSettings.builder().clusterServerName("hub.example").clusterUser("user", "password")
-        .clusterNamespace("test").clusterLease(Duration.ofSeconds(2)).clusterTimeout(Duration.ofSeconds(2))
+    return StoreClientSettings.builder().clusterUser("user", "password").clusterNamespace("test")
+        .clusterLease(Duration.ofSeconds(2)).clusterTimeout(Duration.ofSeconds(2))
         .clusterDeathAfter(Duration.ZERO);
   }
 

@@ -97,6 +97,9 @@ class GuardTest {
     calls += assertNullsRefused(Schema.Builder.class, Schema.builder());
     calls += assertNullsRefused(Condition.Field.class, Condition.field("a"));
     calls += assertNullsRefused(StoreClientSettings.Builder.class, StoreClientSettings.builder());
+    for (Duration bad : List.of(Duration.ofNanos(-1), Duration.ofSeconds(Long.MAX_VALUE))) {
+      assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> StoreClientSettings.builder().clusterDeathAfter(bad));
+    }
     assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> new Entry(null, Value.ofInt(1)));
     assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> new Entry("key", null));
     assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> new Entry("", Value.ofInt(1)));

@@ -98,7 +98,7 @@ class ProcessTest {
     assertTrue(child.output.contains("bad INVALID_ARGUMENT") && child.output.contains("memory.budget"), child.output);
     assertTrue(child.output.contains("late INVALID_ARGUMENT"), child.output);
     for (String name : List.of("endpoints: 'hub'", "endpoints: ''", "ca", "certificate", "server.name", "user",
-        "password.file", "namespace", "lease: '1999'", "timeout: '60001'", "death.after: '-1'")) {
+        "password.file", "namespace", "lease: '1999'", "timeout: '60001'", "death.after: '1'")) {
       assertTrue(child.output.contains("cluster INVALID_ARGUMENT: cluster." + name), name + ": " + child.output);
     }
     assertTrue(Files.isDirectory(home.resolve("child")), files(folder).toString());
