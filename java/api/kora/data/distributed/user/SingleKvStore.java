@@ -122,7 +122,7 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    * @param deviceIds the identifiers of the devices, at least one
    * @param mode the direction
    * @return as {@link #sync(Collection, SyncMode, Duration, Duration)}
-   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN
+   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR
    */
   default CompletableFuture<Map<String, Boolean>> sync(Collection<String> deviceIds, SyncMode mode) {
     return sync(deviceIds, mode, Duration.ZERO, Duration.ofMinutes(1));
@@ -136,7 +136,7 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    * @param callback is told of the outcome exactly once, never on the calling thread before this returns; where
    *     none came in time, or the store was closed first, all devices count as failed. It is called on the threads
    *     on which the future of the other form completes
-   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN; the callback is not called then
+   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR; the callback is not called then
    */
   void sync(Collection<String> deviceIds, SyncMode mode, SyncCallback callback);
 
@@ -163,7 +163,7 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    *     for the one of {@link #setAllowedSyncDelay}
    * @param timeout how long to wait for the outcome
    * @return for each device whether it succeeded
-   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN
+   * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, DB_ERROR (the store has failed)
    */
   CompletableFuture<Map<String, Boolean>> sync(
       Collection<String> deviceIds, SyncMode mode, Duration delay, Duration timeout);
