@@ -105,7 +105,11 @@ tell ada 'put while-away news'
 hears cleo insert while-away
 
 say 'bob comes back and catches up'
+(kora bob devices) >"$folder/devices"
 (kora bob sync) >"$folder/sync" || fail "bob does not catch up: $(<"$folder/sync")"
+while read -r id state name _; do
+  echo "   bob sees: $name is $([[ $state == this ]] && echo 'this device' || echo "$state"), $(sed -n "s/^$id\t//p" "$folder/sync")"
+done <"$folder/devices"
 news=$( (kora bob get while-away))
 echo "   bob reads: while-away = $news"
 [[ $news == news ]] || fail 'bob has not caught up'

@@ -5,7 +5,8 @@
 set -euo pipefail
 
 folder=$(mktemp -d)
-trap 'kill -KILL ${hub_pid-} ${phone:+-- -$phone} 2>/dev/null || true; wait; rm -rf "$folder"' EXIT
+trap 'kill -KILL ${hub_pid-} ${phone:+-- -$phone} 2>/dev/null || true; wait 2>/dev/null; rm -rf "$folder"' EXIT
+unset KORA_DATA_ENDPOINTS
 export KORA_DATA_HOME=$folder/unused KORA_LOG_LEVEL=off
 guide=$1/docs/guide.md jar=$2/java/kora-data.jar
 # shellcheck source=examples/three-devices/hub.sh

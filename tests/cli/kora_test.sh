@@ -4,7 +4,7 @@ set -euo pipefail
 
 source_folder=$1
 export KORA_BUILD=$2 KORA_JAVA_OPTS="-ea -XX:TieredStopAtLevel=1"
-unset KORA_APP KORA_STORE KORA_LOG_LEVEL XDG_DATA_HOME
+unset KORA_APP KORA_STORE KORA_LOG_LEVEL KORA_DATA_ENDPOINTS XDG_DATA_HOME
 JAVA_HOME=$(dirname "$(dirname "$JAVA")")
 export JAVA_HOME
 folder=$(mktemp -d)

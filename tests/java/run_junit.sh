@@ -10,6 +10,7 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
+unset KORA_DATA_ENDPOINTS
 export KORA_DATA_HOME=$work/home XDG_CACHE_HOME=$work/cache KORA_LOG_LEVEL=${KORA_LOG_LEVEL:-fatal}
 "$java" -ea -Xcheck:jni -Xmx1g "-Dkora.library.path=$libraries" "-Djava.io.tmpdir=$work" "-Dkora.docs=$here/../../docs" -cp "$class_path" \
   org.junit.platform.console.ConsoleLauncher --disable-banner --disable-ansi-colors --details=tree \
