@@ -94,7 +94,7 @@ devices() {
   local self
   self=$(kora devices | sed -n 's/^\([0-9a-f]\{32\}\)\tthis\t.*\tunknown$/\1/p')
   [[ -n $self ]] || fail "devices: $(kora devices)"
-  expect 0 "$self"$'\tthis\tdesk \u00fc\tunknown' '' kora --device-name 'desk ü' devices
+  expect 0 "$self"$'\tthis\tdesk ü\tunknown' '' kora --device-name 'desk ü' devices
   expect 1 "$self"$'\tfailed\tno hub is configured' '' kora sync
   expect 1 $'other\tfailed\tno hub is configured' '' kora --store fresh sync --mode pull other
   expect 0 'fresh' '' bash -c "'$source_folder/bin/kora' stores | grep fresh"

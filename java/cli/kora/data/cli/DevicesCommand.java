@@ -30,7 +30,7 @@ final class DevicesCommand implements Runnable {
   }
 
   private void print(DeviceInfo device, String state) {
-    scope.out().println(device.getId() + "\t" + state + "\t" + JsonLinesWriter.escaped(device.getName()) + "\t"
-        + JsonLinesWriter.escaped(device.getType()));
+    scope.out().println(device.getId() + "\t" + state + "\t" + EntryLines.oneLine(device.getName()) + "\t"
+        + EntryLines.oneLine(device.getType()));
   }
 }

@@ -24,8 +24,8 @@ final class EntryLines {
     }
   }
 
-  /** Control characters as {@code \}{@code uXXXX}: a record stays one line and can't steer the terminal. */
-  private static String oneLine(String text) {
+  /** Control characters as {@code \}{@code uXXXX}: the text stays one line and can't steer the terminal. */
+  static String oneLine(String text) {
     if (text.chars().noneMatch(Character::isISOControl)) {
       return text;
     }

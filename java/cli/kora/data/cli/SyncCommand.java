@@ -61,7 +61,7 @@ final class SyncCommand implements Callable<Integer> {
     Map<String, Boolean> outcome = await(store, devices.isEmpty() ? everybody() : devices);
     Map<String, String> reasons = StoreClient.syncReasons(scope.appName(), scope.storeName());
     outcome.forEach((device, done) -> scope.out().println(
-        JsonLinesWriter.escaped(device) + "\t" + (done ? "done" : "failed\t" + reasons.getOrDefault(device, ""))));
+        EntryLines.oneLine(device) + "\t" + (done ? "done" : "failed\t" + reasons.getOrDefault(device, ""))));
     return outcome.containsValue(false) ? CommandLine.ExitCode.SOFTWARE : CommandLine.ExitCode.OK;
   }
 
