@@ -176,6 +176,19 @@ TEST_F(SyncTest, ACommitLargerThanATransactionArrivesWhole) {
   EXPECT_EQ(two.replica.Records().size(), changes.size());
 }
 
+// Before a store joined, nothing was logged.
+TEST_F(SyncTest, WhatWasWrittenBeforeTheStoreJoinedIsPushed) {
+  Device& two = Add("two");
+  two.Write({{"both", "later"}});
+  Run(1000);
+  Device& one = Add("one", {}, false);
+  one.replica.Write({{"old", "1"}, {"deleted", std::nullopt}});
+  one.replica.CutLog(one.replica.LogEnd(), "");
+  one.sync.Sync({"two"}, SyncMode::kPushPull, 0, 60'000, [](const auto&) {});
+  Run(2000);
+  EXPECT_EQ(one.Get("old") + two.Get("old") + one.Get("both"), "11later");
+}
+
 TEST_F(SyncTest, LabelsAndSecurityLevelsRestrictWhoseDataIsTaken) {
   AdmissionRules secret;
   secret.securityLevel = 3;
