@@ -294,7 +294,7 @@ void Store::OnLogged(std::function<void()> hook) {
 
 Version Store::NextVersion() {
   const std::lock_guard<std::mutex> lock(writing_);
-  return writer_.NextVersion();
+  return engine_ ? writer_.NextVersion() : 0;
 }
 
 Status Store::WriteBeneath(const std::function<Status(StoreWriter& writer)>& write) {

@@ -156,6 +156,14 @@ Status StoreWriter::Forget(const FillForeign& fill, Publisher::Pieces pieces) {
   return status;
 }
 
+Version StoreWriter::NextVersion() {
+  const Version version = clock_.Next();
+  if (!clock_.IsBeyondBound()) return version;
+  const Status status = WriteAside([](Batch&) { return Status::SUCCESS; });
+  if (status == Status::SUCCESS) engine_.Sync();
+  return version;
+}
+
 Status StoreWriter::WriteAside(const std::function<Status(Batch& batch)>& fill) {
   const std::unique_ptr<Batch> batch = engine_.NewBatch();
   const Status status = fill(*batch);

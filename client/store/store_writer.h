@@ -66,7 +66,9 @@ class StoreWriter {
   // Writes what is no record.
   Status WriteAside(const std::function<Status(Batch& batch)>& fill);
 
-  Version NextVersion() { return clock_.Next(); }
+  // One that is never given again, whatever is lost: unlike that of a write it is kept on the disk at once,
+  // or rather a bound about once a second.
+  Version NextVersion();
   // All versions from here on are greater than this.
   void Advance(Version seen) { clock_.Advance(seen); }
   Status Join() { return log_.Join(engine_); }

@@ -30,7 +30,7 @@ Status StoredClock::Load(const View& view) {
 
 Status StoredClock::Commit(Batch& batch) {
   Version bound = bound_;
-  if (clock_.Last() > bound) {
+  if (IsBeyondBound()) {
     bound = clock_.Last() + kAhead;
     const VersionBytes bytes = EncodeVersion(bound);
     batch.Put(kClockKey, {bytes.data(), bytes.size()}, {});

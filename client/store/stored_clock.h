@@ -20,6 +20,7 @@ class StoredClock {
 
   Version Next() { return clock_.Next(); }
   void Advance(Version seen) { clock_.Advance(seen); }
+  bool IsBeyondBound() const { return clock_.Last() > bound_; }
   // Commits the batch, and the bound with it where the versions have come up with it.
   Status Commit(Batch& batch);
 

@@ -81,7 +81,8 @@ void SimHub::Apply(const std::vector<Operation>& operations) {
   for (const Operation& operation : operations) {
     const Cell* before = Find(operation.key, revision - 1);
     if (!operation.value && !before) continue;
-    if (!operation.value && purged_) purged_(operation.key, *before->value);
+    if (before && replaced_)
+      replaced_(operation.key, *before->value, operation.value ? &*operation.value : nullptr);
     data_.cells[operation.key].push_back({revision, operation.value});
     data_.log[revision].push_back({operation.key, operation.value, revision});
     for (auto& [id, lease] : leases_) lease.keys.erase(operation.key);

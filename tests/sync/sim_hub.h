@@ -20,7 +20,9 @@ namespace KORA::DistributedKv::Client::Sync {
 // The service itself: what is applied, and in which order.
 class SimHub {
  public:
-  using Purged = std::function<void(const std::string& key, const std::string& lastValue)>;
+  // What takes the place of a value; null: it was deleted.
+  using Replaced =
+      std::function<void(const std::string& key, const std::string& before, const std::string* after)>;
 
   explicit SimHub(Schedule& schedule) : schedule_(schedule) {}
 
@@ -43,7 +45,7 @@ class SimHub {
 
   uint64_t Epoch() const { return epoch_; }
   void OnChange(std::function<void()> changed) { changed_.push_back(std::move(changed)); }
-  void OnPurge(Purged purged) { purged_ = std::move(purged); }
+  void OnReplace(Replaced replaced) { replaced_ = std::move(replaced); }
 
  private:
   struct Cell {
@@ -75,7 +77,7 @@ class SimHub {
   uint64_t epoch_ = 0;
   bool full_ = false;
   std::vector<std::function<void()>> changed_;
-  Purged purged_;
+  Replaced replaced_;
 };
 
 // How bad a line is.

@@ -5,12 +5,16 @@
 namespace KORA::DistributedKv::Client::Sync {
 
 Version SimReplica::NextVersion() {
+  return durable_.clock = Tick();
+}
+
+Version SimReplica::Tick() {
   data_.clock = std::max(data_.clock + 1, clock_() << kVersionCounterBits);
   return data_.clock;
 }
 
 Version SimReplica::Write(const std::vector<Change>& changes) {
-  const Version version = NextVersion();
+  const Version version = Tick();
   for (const auto& [key, value] : changes) {
     data_.records[key] = {{version, device_}, !value, value.value_or("")};
     LogRecord(key, key == changes.back().first);

@@ -42,6 +42,7 @@ class SimReplica : public DeviceReplica {
     std::string state;
   };
 
+  Version Tick();
   void LogRecord(const std::string& key, bool endsCommit);
 
   const std::string device_;

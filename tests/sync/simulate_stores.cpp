@@ -53,10 +53,14 @@ class StoredReplica : public DeviceReplica {
     Close();
     Copy(Durable(), folder_);
     Open();
+    Group durable;
+    durable.newest = answered_;
+    durable.state = State();
+    Demand(replica_->Merge(durable), "to move its clock");
   }
   void SetBroken(bool broken) override { broken_ = broken; }
 
-  Version NextVersion() override { return replica_->NextVersion(); }
+  Version NextVersion() override { return answered_ = replica_->NextVersion(); }
   std::string State() override { return replica_->State(); }
   Status Read(const std::string& key, Content& content) override { return replica_->Read(key, content); }
   Status Scan(const std::string& after, const std::string& last, size_t limit,
@@ -123,6 +127,7 @@ class StoredReplica : public DeviceReplica {
   const WallClock clock_;
   std::shared_ptr<Store> store_;
   std::unique_ptr<StoreReplica> replica_;
+  Version answered_ = 0;  // by NextVersion, which a crash does not take back
   bool broken_ = false;
 };
 

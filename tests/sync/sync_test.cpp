@@ -176,6 +176,60 @@ TEST_F(SyncTest, ACommitLargerThanATransactionArrivesWhole) {
   EXPECT_EQ(two.replica.Records().size(), changes.size());
 }
 
+// However many wait, and wherever a transaction is full.
+TEST_F(SyncTest, CommitsAreSeenWhole) {
+  Device& one = Add("one");
+  Device& two = Add("two");
+  one.line.SetUp(false);
+  constexpr int kCommits = 90;
+  constexpr int kKeys = 5;
+  const auto name = [](int commit, int key) { return std::to_string(commit) + "/" + std::to_string(key); };
+  for (int commit = 0; commit < kCommits; ++commit) {
+    std::vector<DeviceReplica::Change> changes;
+    for (int key = 0; key < kKeys; ++key) changes.emplace_back(name(commit, key), "v");
+    one.Write(changes);
+  }
+  one.line.SetUp(true);
+  int steps = 0;
+  for (; two.Get(name(kCommits - 1, 0)) == "-" && steps < 100'000; ++steps) {
+    Run(1);
+    for (int commit = 0; commit < kCommits; ++commit) {
+      const std::string first = two.Get(name(commit, 0));
+      for (int key = 1; key < kKeys; ++key) ASSERT_EQ(two.Get(name(commit, key)), first) << commit;
+    }
+  }
+  EXPECT_EQ(two.Get(name(kCommits - 1, 0)), "v");
+}
+
+// A device that was away for longer than they live goes by what the hub has.
+TEST_F(SyncTest, TombstonesLiveAMonthFromTheirPushAndDoNotComeBack) {
+  constexpr Moment kDay = Moment{24} * 3600 * 1000;
+  Device& one = Add("one");
+  Device& two = Add("two");
+  one.Write({{"key", "v"}});
+  Run(1000);
+  EXPECT_EQ(two.Get("key"), "v");
+  one.line.SetUp(false);
+  two.line.SetUp(false);
+  one.Write({{"key", std::nullopt}});
+  Run(31 * kDay);
+  one.line.SetUp(true);
+  const auto onHub = [this] {
+    const KeyRange records = RangeOfPrefix(StoreKeys("space/app/store/").Records());
+    return hub_.Range({records.begin, records.end}).entries.size();
+  };
+  Run(2 * kDay);
+  EXPECT_EQ(onHub(), 1U);
+  Run(30 * kDay);
+  EXPECT_EQ(onHub(), 0U);
+  EXPECT_EQ(one.replica.Records().size(), 0U);
+  hub_.Compact(hub_.Newest());
+  two.line.SetUp(true);
+  Run(kDay);
+  EXPECT_EQ(two.Get("key"), "-");
+  EXPECT_EQ(onHub(), 0U);
+}
+
 // Before a store joined, nothing was logged.
 TEST_F(SyncTest, WhatWasWrittenBeforeTheStoreJoinedIsPushed) {
   Device& two = Add("two");

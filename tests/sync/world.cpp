@@ -106,7 +106,9 @@ World::World(uint64_t seed, const MakeReplica& makeReplica) : random_(seed), hub
   mishaps_.restores = seed % 4 == 1 || seed % 4 == 3;
   mishaps_.longAbsences = seed % 4 == 2 || seed % 4 == 3;
   mishaps_.removals = seed % 4 == 3;
-  hub_.OnPurge([this](const std::string& key, const std::string& value) { NotePurge(key, value); });
+  hub_.OnReplace([this](const std::string& key, const std::string& before, const std::string* after) {
+    CheckReplaced(key, before, after);
+  });
   hub_.Backup();
   const size_t count = random_.Between(2, 5);
   for (size_t i = 0; i < count; ++i)
@@ -293,6 +295,7 @@ void World::Leave(Device& device) {
   Note(device.name + " ends");
   MakeDurable(device);
   if (device.process) device.process->sync.Close();
+  if (device.process && !device.process->calls.empty()) Fail("a call was not answered at the close");
   EndProcess(device);
 }
 
@@ -350,18 +353,27 @@ void World::Heal() {
   }
 }
 
-// A tombstone has ended. A device that has a write of this key still to push, and an older one, can't know of
-// it if it has to be compared as a whole: then the write is kept.
-void World::NotePurge(const std::string& hubKey, const std::string& lastValue) {
+// A device writes only over what it has judged; so nothing gives way to something older. But what was removed
+// on a device is not judged there.
+void World::CheckReplaced(const std::string& hubKey, const std::string& before, const std::string* after) {
   const StoreKeys keys(kRoot);
   const auto key = After(keys.Records(), hubKey);
-  const auto record = key ? ParseRecord(lastValue) : std::nullopt;
-  if (!record) return;
-  if (!record->content.deleted) Fail("a record that is no tombstone was removed from the hub: " + *key);
-  Note("the tombstone of " + *key + " ends");
+  const auto last = key ? ParseRecord(before) : std::nullopt;
+  if (!last) return;
+  if (!after) return NotePurge(*key, *last);
+  const auto next = ParseRecord(*after);
+  if (!mishaps_.removals && next && next->content.stamp < last->content.stamp)
+    Fail("the hub's " + *key + " " + ToText(last->content) + " was replaced by " + ToText(next->content));
+}
+
+// A tombstone has ended. A device that has a write of this key still to push, and an older one, can't know of
+// it if it has to be compared as a whole: then the write is kept.
+void World::NotePurge(const std::string& key, const HubRecord& last) {
+  if (!last.content.deleted) Fail("a record that is no tombstone was removed from the hub: " + key);
+  Note("the tombstone of " + key + " ends");
   for (const auto& device : devices_) {
-    const std::optional<Stamp> logged = LoggedIn(*device->replica, *key);
-    if (logged && *logged < record->content.stamp) excused_.insert(*key);
+    const std::optional<Stamp> logged = LoggedIn(*device->replica, key);
+    if (logged && *logged < last.content.stamp) excused_.insert(key);
   }
 }
 

@@ -67,7 +67,8 @@ class World {
   Moment DrawPause();
   void Heal();
 
-  void NotePurge(const std::string& hubKey, const std::string& lastValue);
+  void CheckReplaced(const std::string& hubKey, const std::string& before, const std::string* after);
+  void NotePurge(const std::string& key, const HubRecord& last);
   void CheckGroup(const Device& device);
   void CheckEqual();
   void CheckWinners();
