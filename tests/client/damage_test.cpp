@@ -180,10 +180,7 @@ TEST_F(Damage, OfWhatAStoreKeepsAboutItselfIsRecovered) {
   for (const char* key : {"mclock", "msync", "mschema", "mindex/x"}) {
     SCOPED_TRACE(key);
     Fill(WithBackup());
-    Client::EngineOptions engineOptions;
-    engineOptions.folder = Folder("store");
-    std::unique_ptr<Client::Engine> engine;
-    ASSERT_EQ(Client::OpenEngine(engineOptions, engine), Status::SUCCESS);
+    auto engine = OpenRaw(Folder("store"));
     const auto batch = engine->NewBatch();
     batch->Put(key, "?", {});
     EXPECT_EQ(batch->Commit(), Status::SUCCESS);

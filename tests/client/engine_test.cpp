@@ -13,18 +13,7 @@ using Model = std::map<std::string, std::string>;
 
 class EngineTest : public ClientTest {
  protected:
-  EngineTest() : engine_(Open()) {}
-
-  std::unique_ptr<Engine> Open() const {
-    std::filesystem::create_directories(Folder("plain"));
-    EngineOptions options;
-    options.folder = Folder("plain");
-    options.create = true;
-    options.memoryBudget = 8 << 20;
-    std::unique_ptr<Engine> engine;
-    EXPECT_EQ(OpenEngine(options, engine), Status::SUCCESS);
-    return engine;
-  }
+  EngineTest() : engine_(OpenRaw(Folder("plain"))) {}
 
   static void Put(Batch& batch, Model& model, const std::string& key, const std::string& value) {
     batch.Put(key, value, {});

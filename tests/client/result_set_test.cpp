@@ -212,13 +212,7 @@ TEST_F(ResultSets, AreReadWhileTheStoreCloses) {
 }
 
 TEST_F(ResultSets, SayThatARecordIsDamaged) {
-  std::filesystem::create_directories(Folder("plain"));
-  Client::EngineOptions options;
-  options.folder = Folder("plain");
-  options.create = true;
-  options.memoryBudget = 8 << 20;
-  std::unique_ptr<Client::Engine> engine;
-  ASSERT_EQ(Client::OpenEngine(options, engine), Status::SUCCESS);
+  auto engine = OpenRaw(Folder("plain"));
   const std::unique_ptr<Client::Batch> batch = engine->NewBatch();
   batch->Put(Client::RecordKey("damaged"), "?", {});
   ASSERT_EQ(batch->Commit(), Status::SUCCESS);

@@ -38,19 +38,9 @@ class SchemaTest : public ClientTest {
     return keys;
   }
 
-  std::unique_ptr<Client::Engine> OpenItsEngine(const std::string& storeId, bool readOnly = false) {
-    Client::EngineOptions options;
-    options.readOnly = readOnly;
-    options.folder = Folder(storeId);
-    options.memoryBudget = 8 << 20;
-    std::unique_ptr<Client::Engine> engine;
-    EXPECT_EQ(Client::OpenEngine(options, engine), Status::SUCCESS);
-    return engine;
-  }
-
   // The keys of the index entries that the store's engine holds, and those that its records call for.
   void ExpectIndexesAgree(const std::string& storeId) {
-    const std::unique_ptr<Client::Engine> engine = OpenItsEngine(storeId);
+    const std::unique_ptr<Client::Engine> engine = OpenRaw(Folder(storeId));
     ASSERT_NE(engine, nullptr);
     Client::Catalog catalog;
     ASSERT_EQ(catalog.Load(*engine, ""), Status::SUCCESS);
@@ -360,7 +350,7 @@ TEST_F(SchemaTest, ClearTakesIndexesAlong) {
 TEST_F(SchemaTest, AnIndexThatWasCutOffIsBuiltAnew) {
   Put(*Open("store", With(kPeople)), "a", Text(R"({"name":"Ada","age":36})"));
   {
-    const auto engine = OpenItsEngine("store");
+    const auto engine = OpenRaw(Folder("store"));
     const auto batch = engine->NewBatch();
     const std::string state = std::string("mindex/") + std::string("\0\1", 2);
     EXPECT_EQ(engine->Get(state,
@@ -374,7 +364,7 @@ TEST_F(SchemaTest, AnIndexThatWasCutOffIsBuiltAnew) {
     ASSERT_EQ(batch->Commit(), Status::SUCCESS);
   }
   {
-    const auto engine = OpenItsEngine("store", true);
+    const auto engine = OpenRaw(Folder("store"), true);
     Client::Catalog catalog;
     EXPECT_EQ(catalog.Load(*engine, ""), Status::SUCCESS);
     EXPECT_EQ(catalog.Indexes().size(), 1U);

@@ -231,15 +231,8 @@ TEST_F(Snapshots, EndWithADroppedChange) {
 class RateLimited : public ClientTest {
  protected:
   RateLimited() {
-    std::filesystem::create_directories(Folder("plain"));
-    Client::EngineOptions options;
-    options.folder = Folder("plain");
-    options.create = true;
-    options.memoryBudget = 8 << 20;
-    std::unique_ptr<Client::Engine> engine;
-    EXPECT_EQ(Client::OpenEngine(options, engine), Status::SUCCESS);
     const Client::StoreTraits traits{Client::StoreKind::kMulti};
-    store_ = std::make_shared<Client::Store>("plain", traits, std::move(engine), "device", 1);
+    store_ = std::make_shared<Client::Store>("plain", traits, OpenRaw(Folder("plain")), "device", 1);
     EXPECT_EQ(store_->Load(), Status::SUCCESS);
     handle_ = std::make_unique<Client::MultiStore>(std::make_unique<Client::StoreLease>(store_, [] {}));
   }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "contract/distributed_kv_data_manager.h"
+#include "engine/engine.h"
 
 namespace KORA::DistributedKv {
 
@@ -36,6 +37,19 @@ Pairs ToPairs(const Entries& entries) {
   Pairs pairs;
   for (const Entry& entry : entries) pairs.emplace_back(entry.key.ToString(), entry.value.ToString());
   return pairs;
+}
+
+// The database in a folder, without a store around it; made where there is none.
+inline std::unique_ptr<Client::Engine> OpenRaw(const std::filesystem::path& folder, bool readOnly = false) {
+  std::filesystem::create_directories(folder);
+  Client::EngineOptions options;
+  options.folder = folder;
+  options.create = std::filesystem::is_empty(folder);
+  options.readOnly = readOnly;
+  options.memoryBudget = 8 << 20;
+  std::unique_ptr<Client::Engine> engine;
+  EXPECT_EQ(Client::OpenEngine(options, engine), Status::SUCCESS);
+  return engine;
 }
 
 // Each test is an application of its own.

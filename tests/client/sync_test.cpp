@@ -55,19 +55,9 @@ class Sync : public ClientTest {
     return callback;
   }
 
-  // The store's database, while the store is closed.
-  std::unique_ptr<Client::Engine> OpenRaw() const {
-    Client::EngineOptions options;
-    options.folder = Folder("store");
-    options.memoryBudget = 8 << 20;
-    std::unique_ptr<Client::Engine> engine;
-    EXPECT_EQ(Client::OpenEngine(options, engine), Status::SUCCESS);
-    return engine;
-  }
-
   Client::SyncSettings StoredSettings() const {
     Client::StoredSyncSettings settings;
-    EXPECT_EQ(settings.Load(*OpenRaw()), Status::SUCCESS);
+    EXPECT_EQ(settings.Load(*OpenRaw(Folder("store"))), Status::SUCCESS);
     return settings.Get();
   }
 };
@@ -100,7 +90,8 @@ TEST_F(Sync, RefusesWhatItCannotBeginAndSaysSo) {
 
 TEST_F(Sync, EndsWithAFailureWhereTheStoreHasFailed) {
   Open();
-  const auto shared = std::make_shared<Client::Store>("store", Client::StoreTraits{}, OpenRaw(), "device");
+  const auto shared =
+      std::make_shared<Client::Store>("store", Client::StoreTraits{}, OpenRaw(Folder("store")), "device");
   ASSERT_EQ(shared->Load(), Status::SUCCESS);
   Client::SingleStore store(std::make_unique<Client::StoreLease>(shared, [] {}), "app");
   const auto callback = Register(store);
@@ -199,7 +190,7 @@ class DeviceData : public Sync {
  protected:
   void MakeRemoteRecords(int records, const std::string& value = "r") {
     Put(*Open(), "own", "o");
-    const std::unique_ptr<Client::Engine> engine = OpenRaw();
+    const std::unique_ptr<Client::Engine> engine = OpenRaw(Folder("store"));
     const std::unique_ptr<Client::Batch> batch = engine->NewBatch();
     batch->Put(std::string(Client::kDeviceSpace) + std::string("\0\0\0\1", 4), "remote", {});
     batch->Put(std::string(Client::kDeviceSpace) + std::string("\0\0\0\2", 4), "other", {});
@@ -279,8 +270,8 @@ TEST(RateLimiter, LetsABurstOfOneSecondInAndThenTheRate) {
 
 TEST_F(Sync, ARateTurnsDataOperationsAwayAndLetsEndsIn) {
   Open();
-  auto shared =
-      std::make_shared<Client::Store>("store", Client::StoreTraits{}, OpenRaw(), "device", uint64_t{1});
+  auto shared = std::make_shared<Client::Store>("store", Client::StoreTraits{}, OpenRaw(Folder("store")),
+                                                "device", uint64_t{1});
   ASSERT_EQ(shared->Load(), Status::SUCCESS);
   Client::SingleStore store(std::make_unique<Client::StoreLease>(shared, [] {}));
   EXPECT_EQ(store.StartTransaction(), Status::SUCCESS);

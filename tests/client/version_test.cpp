@@ -46,20 +46,7 @@ TEST(RecordTest, Layout) {
 
 class Versions : public testing::Test {
  protected:
-  Versions() : folder_(Home() / "versions") {
-    std::filesystem::remove_all(folder_);
-    std::filesystem::create_directories(folder_);
-  }
-
-  std::unique_ptr<Engine> OpenRaw() const {
-    EngineOptions options;
-    options.folder = folder_;
-    options.create = true;
-    options.memoryBudget = 8 << 20;
-    std::unique_ptr<Engine> engine;
-    EXPECT_EQ(OpenEngine(options, engine), Status::SUCCESS);
-    return engine;
-  }
+  Versions() : folder_(Home() / "versions") { std::filesystem::remove_all(folder_); }
 
   static Version VersionOf(Engine& engine, const std::string& key) {
     Version version = 0;
@@ -70,7 +57,7 @@ class Versions : public testing::Test {
 
   // What a run of the store writes, by another clock than this run's: milliseconds and a bound.
   void LeaveBound(Version bound) const {
-    const auto engine = OpenRaw();
+    const auto engine = OpenRaw(folder_);
     const auto batch = engine->NewBatch();
     const VersionBytes bytes = EncodeVersion(bound);
     batch->Put(kClockKey, {bytes.data(), bytes.size()}, {});
@@ -85,7 +72,7 @@ TEST_F(Versions, GrowOverRestartsThoughTheClockIsSetBack) {
   LeaveBound(tomorrow);
   Version last = tomorrow;
   for (int run = 0; run < 3; ++run) {
-    Store store("s", {}, OpenRaw(), "device");
+    Store store("s", {}, OpenRaw(folder_), "device");
     ASSERT_EQ(store.Load(), Status::SUCCESS);
     store.StartTransaction();
     store.Put(B("rolled back"), B("v"));
@@ -94,7 +81,7 @@ TEST_F(Versions, GrowOverRestartsThoughTheClockIsSetBack) {
     ASSERT_EQ(store.Put(B("l"), B("v")), Status::SUCCESS);
     store.Close();
 
-    const auto engine = OpenRaw();
+    const auto engine = OpenRaw(folder_);
     EXPECT_GT(VersionOf(*engine, "k"), last);
     EXPECT_GT(VersionOf(*engine, "l"), VersionOf(*engine, "k"));
     last = VersionOf(*engine, "l");
@@ -106,12 +93,12 @@ TEST_F(Versions, GrowOverRestartsThoughTheClockIsSetBack) {
 
 TEST_F(Versions, ADamagedRecordIsAnErrorNotAValue) {
   {
-    const auto engine = OpenRaw();
+    const auto engine = OpenRaw(folder_);
     const auto batch = engine->NewBatch();
     batch->Put("dk", "short", {});
     ASSERT_EQ(batch->Commit(), Status::SUCCESS);
   }
-  Store store("s", {}, OpenRaw(), "device");
+  Store store("s", {}, OpenRaw(folder_), "device");
   ASSERT_EQ(store.Load(), Status::SUCCESS);
   Value value;
   std::vector<Entry> entries = {{B("untouched"), B("v")}};
