@@ -104,16 +104,13 @@ exec 4>&-
 tell ada 'put while-away news'
 hears cleo insert while-away
 
-say 'bob comes back and catches up'
-(kora bob devices) >"$folder/devices"
-(kora bob sync) >"$folder/sync" || fail "bob does not catch up: $(<"$folder/sync")"
-while read -r id state name _; do
-  echo "   bob sees: $name is $([[ $state == this ]] && echo 'this device' || echo "$state"), $(sed -n "s/^$id\t//p" "$folder/sync")"
-done <"$folder/devices"
-news=$( (kora bob get while-away))
-echo "   bob reads: while-away = $news"
-[[ $news == news ]] || fail 'bob has not caught up'
-(kora bob ls -l) | sed 's/^/   bob has: /'
+say 'bob comes back, in a shell, and catches up'
+printf '%s\n' devices sync 'get while-away' 'put back-again 1' sync >"$folder/commands"
+sed 's/^/   bob> /' "$folder/commands"
+(kora bob shell --auto-sync) <"$folder/commands" >"$folder/answers" || fail "bob does not catch up: $(<"$folder/answers")"
+sed 's/^/   /' "$folder/answers"
+grep -qx news "$folder/answers" || fail 'bob has not caught up'
+hears ada insert back-again
 
 say 'The other two end; nothing is left running'
 exec 3>&- 5>&-

@@ -106,12 +106,6 @@ public final class Kora implements StoreScope {
       description = "The name that other devices see (default: the host's name).")
   private String deviceName;
 
-  @Option(
-      names = "--auto-sync",
-      scope = ScopeType.INHERIT,
-      description = "Keep the store in step with other devices while it is open.")
-  private boolean autoSync;
-
   private boolean isConfigured;
 
   // Java's own streams encode as the locale says, which loses characters where it is not UTF-8.
@@ -229,9 +223,9 @@ public final class Kora implements StoreScope {
     }
   }
 
-  /** Options as the command line has them. */
+  /** Options that say whether the store is encrypted. */
   Options.Builder options() {
-    return Options.builder().encrypt(encrypt).autoSync(autoSync);
+    return Options.builder().encrypt(encrypt);
   }
 
   /** Has the store only read, whatever the command line says; before the first manager. */

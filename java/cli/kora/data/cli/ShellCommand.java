@@ -9,6 +9,7 @@ import java.util.concurrent.Callable;
 import java.util.function.Supplier;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
+import picocli.CommandLine.Option;
 import picocli.CommandLine.ParentCommand;
 
 /** {@code kora shell}. */
@@ -23,9 +24,15 @@ import picocli.CommandLine.ParentCommand;
 final class ShellCommand implements Callable<Integer> {
   @ParentCommand private Kora kora;
 
+  @Option(
+      names = "--auto-sync",
+      description = "Keep the store in step with other devices while it is open. What the end of the shell keeps from"
+          + " being sent is sent the next time; the command sync waits for it.")
+  private boolean autoSync;
+
   @Override
   public Integer call() throws IOException {
-    try (ShellSession session = new ShellSession(kora)) {
+    try (ShellSession session = new ShellSession(kora, autoSync)) {
       if (Boolean.getBoolean("kora.interactive")) {
         try (ShellTerminal terminal = new ShellTerminal(session)) {
           run(session, terminal::readLine);

@@ -4,6 +4,7 @@ import java.io.PrintStream;
 import java.nio.file.Path;
 import java.util.function.Consumer;
 import kora.data.distributed.common.KvManager;
+import kora.data.distributed.common.Options;
 import kora.data.distributed.user.SingleKvStore;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
@@ -24,14 +25,16 @@ import picocli.CommandLine.ScopeType;
     })
 final class ShellSession implements StoreScope, AutoCloseable {
   private final Kora kora;
+  private final boolean autoSync;
   private final CommandLine commands = Kora.configured(new CommandLine(this));
   private KvManager manager;
   private SingleKvStore store;
   private boolean inTransaction;
   private boolean over;
 
-  ShellSession(Kora kora) {
+  ShellSession(Kora kora, boolean autoSync) {
     this.kora = kora;
+    this.autoSync = autoSync;
   }
 
   /** Runs the command of a line. Returns whether it succeeded, as an empty line does. */
@@ -85,7 +88,7 @@ final class ShellSession implements StoreScope, AutoCloseable {
   public void use(Missing missing, Consumer<SingleKvStore> action) {
     if (store == null) {
       manager = manager == null ? kora.manager() : manager;
-      store = kora.open(manager, missing);
+      store = kora.open(manager, options(missing));
     }
     action.accept(store);
   }
@@ -93,6 +96,10 @@ final class ShellSession implements StoreScope, AutoCloseable {
   @Override
   public PrintStream out() {
     return kora.out();
+  }
+
+  private Options options(Missing missing) {
+    return kora.options().createIfMissing(missing == Missing.CREATE).autoSync(autoSync).build();
   }
 
   @Override

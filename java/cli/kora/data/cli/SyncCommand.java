@@ -2,9 +2,11 @@ package kora.data.cli;
 
 import java.time.Duration;
 import java.util.ArrayList;
+import java.util.LinkedHashSet;
 import java.util.List;
 import java.util.Locale;
 import java.util.Map;
+import java.util.Set;
 import java.util.concurrent.Callable;
 import java.util.concurrent.ExecutionException;
 import java.util.concurrent.TimeoutException;
@@ -58,14 +60,20 @@ final class SyncCommand implements Callable<Integer> {
   }
 
   private int synchronise(SingleKvStore store) {
-    Map<String, Boolean> outcome = await(store, devices.isEmpty() ? everybody() : devices);
+    Set<String> wanted = new LinkedHashSet<>(devices.isEmpty() ? everybody() : devices);
+    Map<String, Boolean> outcome = await(store, wanted);
     Map<String, String> reasons = StoreClient.syncReasons(scope.appName(), scope.storeName());
-    outcome.forEach((device, done) -> scope.out().println(
-        EntryLines.oneLine(device) + "\t" + (done ? "done" : "failed\t" + reasons.getOrDefault(device, ""))));
-    return outcome.containsValue(false) ? CommandLine.ExitCode.SOFTWARE : CommandLine.ExitCode.OK;
+    int status = CommandLine.ExitCode.OK;
+    for (String device : wanted) {
+      boolean done = outcome.getOrDefault(device, false);
+      String end = done ? "done" : "failed\t" + reasons.getOrDefault(device, "");
+      scope.out().println(EntryLines.oneLine(device) + "\t" + end);
+      status = done ? status : CommandLine.ExitCode.SOFTWARE;
+    }
+    return status;
   }
 
-  private Map<String, Boolean> await(SingleKvStore store, List<String> wanted) {
+  private Map<String, Boolean> await(SingleKvStore store, Set<String> wanted) {
     try {
       return store.sync(wanted, mode, Duration.ZERO, Duration.ofSeconds(seconds)).get();
     } catch (ExecutionException failure) {

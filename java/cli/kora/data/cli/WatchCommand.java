@@ -28,15 +28,15 @@ import picocli.CommandLine.ParentCommand;
           + " Lines, until the input ends.",
       "The commands, one a line: put [-t TYPE] KEY VALUE, rm KEY..., begin, commit, rollback."
           + " Words with blanks stand in 'single' or \"double\" quotes.",
-      "A store belongs to one process at a time, so the changes to see are its own and, with --auto-sync or --remote,"
-          + " those of other devices."
+      "A store belongs to one process at a time, so the changes to see are its own and, with --remote, those of other"
+          + " devices."
     })
 final class WatchCommand implements Callable<Integer> {
   @ParentCommand private Kora kora;
 
   @Option(
       names = "--remote",
-      description = "Keep the store in step with other devices, and print their changes alone, each with the device.")
+      description = "Keep the store in step with other devices, and print their changes alone, each with the device's identifier.")
   private boolean remote;
 
   @Override
