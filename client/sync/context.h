@@ -25,6 +25,7 @@ struct StoreSyncOptions {
   Moment upkeepEvery = Moment{6} * 3600 * 1000;  // ended tombstones and abandoned parts are looked for
   Moment fenceEvery = 60'000;                    // whether anything was missed is looked at
   Moment stallTime = 10'000;                     // for how long what a fence found may be outstanding
+  size_t maxWaiting = size_t{16} << 20;          // bytes of the hub's events that may wait to be taken
   Moment firstBackoff = 100;
   Moment lastBackoff = 5'000;
 };

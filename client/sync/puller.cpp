@@ -6,6 +6,14 @@
 
 namespace KORA::DistributedKv::Client::Sync {
 
+namespace {
+
+size_t SizeOf(const HubEvent& event) {
+  return sizeof event + event.key.size() + (event.value ? event.value->size() : 0);
+}
+
+}  // namespace
+
 Puller::Puller(Context& context, Owner& owner)
     : context_(context),
       owner_(owner),
@@ -26,6 +34,7 @@ void Puller::Stop() {
   comparison_.reset();
   watch_.reset();
   events_.clear();
+  waiting_ = 0;
   taking_ = false;
   goals_.clear();
 }
@@ -40,7 +49,7 @@ void Puller::Compare() {
   comparison_ = std::make_unique<Comparison>(context_, intake_);
   comparison_->Start(session_.Guard([this](HubResult result) {
     if (result != HubResult::kDone) return Lose(result);
-    owner_.OnCompared();
+    owner_.OnRestart();
     StartWatch();
   }));
 }
@@ -126,7 +135,11 @@ void Puller::Persist() {
 }
 
 void Puller::OnEvents(std::vector<HubEvent> events) {
-  std::move(events.begin(), events.end(), std::back_inserter(events_));
+  for (HubEvent& event : events) {
+    waiting_ += SizeOf(event);
+    events_.push_back(std::move(event));
+  }
+  if (waiting_ > context_.options.maxWaiting) watch_.reset();
   if (step_ == Step::kVerified || step_ == Step::kInStep) TakeAll();
 }
 
@@ -135,6 +148,15 @@ void Puller::TakeAll() {
   draining_ = true;
   while (!taking_ && !events_.empty()) TakeOne();
   draining_ = false;
+  const bool drained = !taking_ && events_.empty();
+  if (drained && !watch_ && (step_ == Step::kVerified || step_ == Step::kInStep)) BeginAnew();
+}
+
+// Behind what was taken.
+void Puller::BeginAnew() {
+  Stop();
+  owner_.OnRestart();
+  Start();
 }
 
 // One revision at a time: what one device committed is one change here.
@@ -142,6 +164,7 @@ void Puller::TakeOne() {
   const Revision revision = events_.front().revision;
   const auto last = std::find_if(events_.begin(), events_.end(),
                                  [revision](const HubEvent& event) { return event.revision != revision; });
+  std::for_each(events_.begin(), last, [this](const HubEvent& event) { waiting_ -= SizeOf(event); });
   std::vector<HubEvent> delivery(std::make_move_iterator(events_.begin()), std::make_move_iterator(last));
   events_.erase(events_.begin(), last);
   if (revision <= context_.state.position) return;

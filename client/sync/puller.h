@@ -22,6 +22,8 @@ namespace KORA::DistributedKv::Client::Sync {
 //      position belongs to. If not, or if the hub has forgotten the position: back to 1. Events wait until
 //      then.
 //   4. A fence: when all that the newest marker tells of has arrived, the replica is in step.
+// When more events wait than may, as while large values are fetched, the watch ends; once they are taken, the
+// session begins anew.
 // The order of 2 and 3 matters: a hub that is restored between them would else go unnoticed.
 class Puller : private WatchListener {
  public:
@@ -36,8 +38,8 @@ class Puller : private WatchListener {
     virtual void OnSeen(const std::string& key, const Stamp& stamp) = 0;
     // The position has moved, or the replica has come into step.
     virtual void OnProgress() = 0;
-    // The hub's history is another one: what was known of revisions is void.
-    virtual void OnCompared() = 0;
+    // The session begins anew, maybe with another history: what was known of revisions is void.
+    virtual void OnRestart() = 0;
     // The session has ended, not by Stop.
     virtual void OnLost(HubResult reason) = 0;
   };
@@ -78,6 +80,7 @@ class Puller : private WatchListener {
   void Persist();
   void AskMarkers(Revision revision, Hub::Then<RangeAnswer> then);
   void Restart();
+  void BeginAnew();
   void Lose(HubResult reason);
 
   Context& context_;
@@ -88,6 +91,7 @@ class Puller : private WatchListener {
   std::unique_ptr<Comparison> comparison_;
   std::unique_ptr<Watch> watch_;
   std::deque<HubEvent> events_;
+  size_t waiting_ = 0;     // their bytes
   bool taking_ = false;    // a delivery has not finished
   bool draining_ = false;  // TakeAll runs
   std::vector<Goal> goals_;

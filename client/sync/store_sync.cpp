@@ -65,7 +65,7 @@ void StoreSync::OnProgress() {
   Work();
 }
 
-void StoreSync::OnCompared() {
+void StoreSync::OnRestart() {
   writer_.Reset(puller_.OwnMarker());
   pusher_.Reset();
   upkeep_.Stop();

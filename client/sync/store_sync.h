@@ -45,7 +45,7 @@ class StoreSync : private Puller::Owner, private SyncCalls::Owner {
  private:
   void OnSeen(const std::string& key, const Stamp& stamp) override { pusher_.OnSeen(key, stamp); }
   void OnProgress() override;
-  void OnCompared() override;
+  void OnRestart() override;
   void OnLost(HubResult reason) override;
   void OnCallsDue() override;
   SyncResults Answer(const std::vector<std::string>& devices, SyncResult end) const override;

@@ -186,6 +186,7 @@ TEST_F(SyncTest, CommitsAreSeenWhole) {
   const auto name = [](int commit, int key) { return std::to_string(commit) + "/" + std::to_string(key); };
   for (int commit = 0; commit < kCommits; ++commit) {
     std::vector<DeviceReplica::Change> changes;
+    changes.reserve(kKeys);
     for (int key = 0; key < kKeys; ++key) changes.emplace_back(name(commit, key), "v");
     one.Write(changes);
   }

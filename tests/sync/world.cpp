@@ -89,6 +89,7 @@ World::Process::Process(World& owner, Device& device)
         options.tombstoneLife = kTombstoneLife;
         options.clockError = kClockError;
         options.upkeepEvery = 2 * kHour;
+        if (owner.mishaps_.littleRoom) options.maxWaiting = 1000;
         options.fenceEvery = owner.mishaps_.longAbsences ? kHour / 2 : kMinute;
         return options;
       }()) {
@@ -106,6 +107,7 @@ World::World(uint64_t seed, const MakeReplica& makeReplica) : random_(seed), hub
   mishaps_.restores = seed % 4 == 1 || seed % 4 == 3;
   mishaps_.longAbsences = seed % 4 == 2 || seed % 4 == 3;
   mishaps_.removals = seed % 4 == 3;
+  mishaps_.littleRoom = seed % 5 == 0;
   hub_.OnReplace([this](const std::string& key, const std::string& before, const std::string* after) {
     CheckReplaced(key, before, after);
   });

@@ -24,6 +24,7 @@ struct Mishaps {
   bool restores = false;      // the hub goes back to a backup
   bool longAbsences = false;  // devices are away for longer than tombstones live
   bool removals = false;      // RemoveDeviceData
+  bool littleRoom = false;    // few of the hub's events may wait
 };
 
 class World {

@@ -51,9 +51,12 @@ public interface KvWriter {
 
   /**
    * Begins a transaction. It takes in all that any thread does with the store, through whatever object, until
-   * {@link #commit} or {@link #rollback}; reads see what it wrote. A store that is closed meanwhile rolls it
-   * back. A write that fails halfway, as when the disk can't be read, leaves only {@link #rollback}: until
-   * then all else answers DB_ERROR. What is refused, such as a value that is too large, changes nothing.
+   * {@link #commit} or {@link #rollback}; reads see what it wrote. What comes from other devices meanwhile is
+   * seen where the transaction has not written itself; its writes count as made when it is committed, so they
+   * win over that. A store that is closed meanwhile rolls it back.
+   *
+   * <p>A write that fails halfway, as when the disk can't be read, leaves only {@link #rollback}: until then
+   * all else answers DB_ERROR. What is refused, such as a value that is too large, changes nothing.
    *
    * @throws KvStoreException DEFAULT_DB_ERROR if one is open already; STORE_NOT_OPEN, READ_ONLY,
    *     EXCEED_MAX_ACCESS_RATE, DB_ERROR
