@@ -25,7 +25,7 @@ Status Parse(const Store& store, const std::string& text, Query& query) {
 
 // Shows `visit` each row, until it answers a failure.
 template <typename Visit>
-Status VisitRows(const Store& store, Query query, Visit visit) {
+Status VisitRows(Store& store, Query query, Visit visit) {
   return store.ReadAtOnce([&](const std::shared_ptr<const View>& view) {
     std::unique_ptr<Rows> rows;
     Status status = OpenRows(view, std::move(query), store.GetCatalog(), rows);
@@ -36,7 +36,7 @@ Status VisitRows(const Store& store, Query query, Visit visit) {
 
 }  // namespace
 
-Status OpenQuery(const Store& store, const std::string& text, std::unique_ptr<Rows>& rows) {
+Status OpenQuery(Store& store, const std::string& text, std::unique_ptr<Rows>& rows) {
   Query query;
   std::unique_ptr<View> snapshot;
   Status status = Parse(store, text, query);
@@ -45,7 +45,7 @@ Status OpenQuery(const Store& store, const std::string& text, std::unique_ptr<Ro
   return OpenRows(std::move(snapshot), std::move(query), store.GetCatalog(), rows);
 }
 
-Status GetEntriesWithQuery(const Store& store, const std::string& text, std::vector<Entry>& entries) {
+Status GetEntriesWithQuery(Store& store, const std::string& text, std::vector<Entry>& entries) {
   Query query;
   std::vector<Entry> found;
   Status status = Parse(store, text, query);
@@ -56,7 +56,7 @@ Status GetEntriesWithQuery(const Store& store, const std::string& text, std::vec
   return status;
 }
 
-Status GetCountWithQuery(const Store& store, const std::string& text, int32_t& count) {
+Status GetCountWithQuery(Store& store, const std::string& text, int32_t& count) {
   Query query;
   Status status = Parse(store, text, query);
   if (status != Status::SUCCESS) return status;

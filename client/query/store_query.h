@@ -15,10 +15,10 @@ namespace KORA::DistributedKv::Client {
 // All see the open transaction. Errors: INVALID_QUERY_FORMAT, INVALID_QUERY_FIELD, DB_ERROR.
 
 // The rows must end before the store closes.
-Status OpenQuery(const Store& store, const std::string& text, std::unique_ptr<Rows>& rows);
+Status OpenQuery(Store& store, const std::string& text, std::unique_ptr<Rows>& rows);
 // `entries` is filled on success only.
-Status GetEntriesWithQuery(const Store& store, const std::string& text, std::vector<Entry>& entries);
+Status GetEntriesWithQuery(Store& store, const std::string& text, std::vector<Entry>& entries);
 // How many entries the query delivers.
-Status GetCountWithQuery(const Store& store, const std::string& text, int32_t& count);
+Status GetCountWithQuery(Store& store, const std::string& text, int32_t& count);
 
 }  // namespace KORA::DistributedKv::Client

@@ -77,8 +77,7 @@ Status SingleStore::GetSecurityLevel(SecurityLevel& level) const {
 }
 
 Status SingleStore::GetEntriesWithQuery(const std::string& query, std::vector<Entry>& entries) const {
-  return lease_->Access(
-      [&](const Store& store) { return Client::GetEntriesWithQuery(store, query, entries); });
+  return lease_->Access([&](Store& store) { return Client::GetEntriesWithQuery(store, query, entries); });
 }
 
 template <typename MakeRows>
@@ -97,7 +96,7 @@ void SingleStore::OpenResultSet(const ResultSetCallback& callback, MakeRows make
 }
 
 void SingleStore::GetResultSet(const Key& prefixKey, ResultSetCallback callback) const {
-  OpenResultSet(callback, [&](const Store& store, std::unique_ptr<Rows>& rows) {
+  OpenResultSet(callback, [&](Store& store, std::unique_ptr<Rows>& rows) {
     std::unique_ptr<View> snapshot;
     if (const Status status = store.NewSnapshot(snapshot); status != Status::SUCCESS) return status;
     rows = std::make_unique<PrefixRows>(store.Id(), std::move(snapshot), ToBytes(prefixKey));
@@ -106,9 +105,8 @@ void SingleStore::GetResultSet(const Key& prefixKey, ResultSetCallback callback)
 }
 
 void SingleStore::GetResultSetWithQuery(const std::string& query, ResultSetCallback callback) const {
-  OpenResultSet(callback, [&](const Store& store, std::unique_ptr<Rows>& rows) {
-    return OpenQuery(store, query, rows);
-  });
+  OpenResultSet(callback,
+                [&](Store& store, std::unique_ptr<Rows>& rows) { return OpenQuery(store, query, rows); });
 }
 
 Status SingleStore::CloseResultSet(std::unique_ptr<KvStoreResultSet>&& resultSet) {
@@ -121,7 +119,7 @@ Status SingleStore::CloseResultSet(std::unique_ptr<KvStoreResultSet>&& resultSet
 }
 
 Status SingleStore::GetCountWithQuery(const std::string& query, int32_t& count) const {
-  return lease_->Access([&](const Store& store) { return Client::GetCountWithQuery(store, query, count); });
+  return lease_->Access([&](Store& store) { return Client::GetCountWithQuery(store, query, count); });
 }
 
 Status SingleStore::Sync(const std::vector<std::string>& deviceIds, SyncMode mode, int32_t delayMs) {

@@ -3,7 +3,6 @@
 #include <numeric>
 #include <utility>
 
-#include "common/guard.h"
 #include "common/limits.h"
 #include "common/log.h"
 #include "schema/catalog.h"
@@ -86,15 +85,27 @@ Status Store::GetEntries(const Key& prefix, std::vector<Entry>& entries) const {
   return WithView([&](const View& view) { return RecordReader(view, id_).GetEntries(prefix, entries); });
 }
 
-Status Store::NewSnapshot(std::unique_ptr<View>& snapshot) const {
-  return WithView([&](const View& view) {
+// As WithView, for those who may go by indexes.
+template <typename Read>
+Status Store::WithIndexes(Read read) {
+  if (inTransaction_) {
+    const std::lock_guard<std::mutex> lock(writing_);
+    const Status status = transaction_ ? RefreshTransaction() : Status::SUCCESS;
+    if (status != Status::SUCCESS) return status;
+    if (transaction_) return read(static_cast<const View&>(*transaction_));
+  }
+  return read(static_cast<const View&>(*engine_));
+}
+
+Status Store::NewSnapshot(std::unique_ptr<View>& snapshot) {
+  return WithIndexes([&](const View& view) {
     snapshot = view.NewSnapshot();
     return Status::SUCCESS;
   });
 }
 
-Status Store::ReadAtOnce(const ViewReader& read) const {
-  return WithView([&](const View& view) {
+Status Store::ReadAtOnce(const ViewReader& read) {
+  return WithIndexes([&](const View& view) {
     // Writes to the engine go on; a transaction stays as it is under the lock.
     const bool changes = &view == engine_.get();
     return read(changes ? view.NewSnapshot() : std::shared_ptr<const View>(std::shared_ptr<void>(), &view));
@@ -279,6 +290,7 @@ void Store::EndTransaction() {
   transaction_.reset();
   transactionBytes_ = 0;
   broken_ = false;
+  outdated_ = false;
   inTransaction_ = false;
 }
 
@@ -299,18 +311,19 @@ Version Store::NextVersion() {
 
 Status Store::WriteBeneath(const std::function<Status(StoreWriter& writer)>& write) {
   const std::lock_guard<std::mutex> lock(writing_);
-  const Status status = write(writer_);
-  if (status == Status::SUCCESS && transaction_ && !broken_ && !catalog_->Indexes().empty()) {
-    broken_ = Guard([this] { return RepeatTransaction(); }) != Status::SUCCESS;
-  }
-  return status;
+  outdated_ = transaction_ && !catalog_->Indexes().empty();
+  return write(writer_);
 }
 
-// The transaction's index entries replace those of the records beneath.
-Status Store::RepeatTransaction() {
+// The transaction's index entries replace those of the records beneath. A failure leaves it as it was.
+Status Store::RefreshTransaction() {
+  if (broken_) return RefuseBroken();
+  if (!outdated_) return Status::SUCCESS;
   std::unique_ptr<IndexedBatch> repeated = engine_->NewIndexedBatch();
   const Status status = writer_.Repeat(*transaction_, *repeated);
-  if (status == Status::SUCCESS) transaction_ = std::move(repeated);
+  if (status != Status::SUCCESS) return status;
+  transaction_ = std::move(repeated);
+  outdated_ = false;
   return status;
 }
 

@@ -70,12 +70,12 @@ class Store : public std::enable_shared_from_this<Store> {
 
   Status Get(const Key& key, Value& value) const;
   Status GetEntries(const Key& prefix, std::vector<Entry>& entries) const;
-  // What Get sees now. Must end before Close: what keeps it is a reader.
-  Status NewSnapshot(std::unique_ptr<View>& snapshot) const;
-  // Shows `read` what Get sees now, as it stays for the length of the call. Unlike a snapshot this costs an
+  // What Get sees now, and the indexes with it. Must end before Close: what keeps it is a reader.
+  Status NewSnapshot(std::unique_ptr<View>& snapshot);
+  // Shows `read` the same, as it stays for the length of the call. Unlike a snapshot this costs an
   // open transaction nothing.
   using ViewReader = std::function<Status(const std::shared_ptr<const View>& view)>;
-  Status ReadAtOnce(const ViewReader& read) const;
+  Status ReadAtOnce(const ViewReader& read);
   Status Put(const Key& key, const Value& value);
   Status PutBatch(const std::vector<Entry>& entries);
   Status Delete(const Key& key);
@@ -134,7 +134,9 @@ class Store : public std::enable_shared_from_this<Store> {
   Status ListKeys(std::vector<Key>& keys) const;
   Status ListKeysOf(uint32_t device, std::vector<Key>& keys) const;
   Status RemoveSliceOf(uint32_t device, std::string& from);
-  Status RepeatTransaction();
+  template <typename Read>
+  Status WithIndexes(Read read);
+  Status RefreshTransaction();
   SnapshotMaker MakeSnapshots();
   Status RefuseBroken() const;
   void EndTransaction();
@@ -156,6 +158,7 @@ class Store : public std::enable_shared_from_this<Store> {
   std::unique_ptr<IndexedBatch> transaction_;
   size_t transactionBytes_ = 0;
   bool broken_ = false;                     // the transaction has half of a write
+  bool outdated_ = false;                   // its index entries may not replace those that are beneath it now
   std::atomic<bool> inTransaction_{false};  // may be read without the lock
 };
 

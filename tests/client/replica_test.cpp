@@ -165,6 +165,7 @@ TEST_F(ReplicaTest, EachLocalCommitIsLoggedWholeAndInOrder) {
       EXPECT_EQ(Held(), held);
       const Sync::LogPosition before = replica_->LogEnd();
       Put("a", Document(6));
+      EXPECT_EQ(Held().find("a=" + Document(6) + "@self absent-"), 0U) << "a tombstone gives way";
       EXPECT_EQ(store_->Clear(), Status::SUCCESS);
       EXPECT_EQ(Log(before), "a! a c old open! ");
       EXPECT_EQ(Held(), "a-@self absent-@self b-@self c-@self e-@self old-@self open-@self ");
