@@ -52,7 +52,8 @@ Scheme TakeScheme(std::string_view& endpoint) {
 
 bool TakePem(std::string_view value, std::string& pem) {
   pem = value;
-  if (value.rfind(kPemStart, 0) == 0) return true;
+  // RFC 7468: other text may stand in front.
+  if (value.find(kPemStart) != std::string_view::npos) return true;
   return !value.empty() && !ReadFile(std::string(value), pem) && pem.find(kPemStart) != std::string::npos;
 }
 

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
 #include "common/files.h"
@@ -122,6 +123,12 @@ constexpr std::array<Setting, 21> kSettings = {{
     {"cluster.death.after", "KORA_DATA_CLUSTER_DEATH_AFTER",
      "a number of milliseconds from 1000 to 86400000, or 0 for never", TakeCluster<TakeDeathAfter>},
 }};
+
+// Settings for the same: the one that is configured later takes the other's place.
+constexpr std::array kAlternatives = {
+    std::pair{"cluster.password", "cluster.password.file"},
+    std::pair{"cluster.password.file", "cluster.password"},
+};
 
 const Setting* FindSetting(std::string_view name) {
   for (const Setting& setting : kSettings) {
@@ -251,6 +258,9 @@ std::string Configuration::Configure(const Properties& values) {
   if (settled_) return "the client is in use already; configure it before the first manager is created";
   Settings ignored;
   if (std::string error = TakeProperties(values, ignored); !error.empty()) return error;
+  for (const auto& [name, other] : kAlternatives) {
+    if (values.count(name) > 0) configured_.erase(other);
+  }
   Properties merged = values;
   merged.merge(configured_);
   configured_ = std::move(merged);

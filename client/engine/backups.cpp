@@ -3,11 +3,14 @@
 #include <rocksdb/env.h>
 #include <rocksdb/utilities/backup_engine.h>
 
+#include <array>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "common/crypto.h"
 #include "common/files.h"
+#include "common/hex.h"
 #include "common/log.h"
 #include "engine/rocksdb_backups.h"
 #include "engine/rocksdb_options.h"
@@ -16,10 +19,45 @@ namespace KORA::DistributedKv::Client {
 
 namespace {
 
+constexpr const char* kRestoredFile = "RESTORED";
+
 Status Failed(const rocksdb::Status& status, const char* action, const std::filesystem::path& folder) {
   __android_log_print(KORA_LOG_ERROR, kLogTag, "%s %s failed: %s", action, folder.c_str(),
                       status.ToString().c_str());
   return Status::DB_ERROR;
+}
+
+Status Failed(const std::error_code& error, const std::filesystem::path& file) {
+  return Failed(rocksdb::Status::IOError(error.message()), "writing", file);
+}
+
+// The state of a database: a number of writes, which is not the same state in a database that was restored. A
+// mark that can't be read costs a backup more than needed.
+std::string StateOf(const rocksdb::DB& database) {
+  std::string mark;
+  ReadFile(std::filesystem::path(database.GetName()) / kRestoredFile, mark);
+  return mark + std::to_string(database.GetLatestSequenceNumber());
+}
+
+Status MarkRestored(const std::filesystem::path& folder, int64_t time) {
+  std::array<unsigned char, 16> mark{};
+  if (!DrawRandom(mark.data(), mark.size())) return Status::DB_ERROR;
+  const std::string digits = ToHex({reinterpret_cast<const char*>(mark.data()), mark.size()});
+  const std::filesystem::path file = folder / kRestoredFile;
+  const std::error_code error =
+      WritePrivateFile(file, "backup=" + std::to_string(time) + "\nmark=" + digits + "\n");
+  return error ? Failed(error, file) : Status::SUCCESS;
+}
+
+bool IsDamage(const rocksdb::Status& status) {
+  return status.IsCorruption() || status.IsNotFound() || status.IsPathNotFound();
+}
+
+Status Restore(const RocksBackups& all, const rocksdb::BackupInfo& backup,
+               const std::filesystem::path& target, int64_t& time) {
+  time = backup.timestamp;
+  const rocksdb::Status status = all->RestoreDBFromBackup(backup.backup_id, target.string(), target.string());
+  return status.ok() ? MarkRestored(target, time) : Failed(status, "restoring a backup to", target);
 }
 
 }  // namespace
@@ -44,8 +82,7 @@ rocksdb::Status RocksBackups::Open() {
 Status RocksBackups::Create(rocksdb::DB& database) {
   rocksdb::Status status = Open();
   if (!status.ok()) return Failed(status, "opening backups", folder_);
-  // A backup is marked with the number of its last write.
-  const std::string state = std::to_string(database.GetLatestSequenceNumber());
+  const std::string state = StateOf(database);
   std::vector<rocksdb::BackupInfo> made;
   engine_->GetBackupInfo(&made);
   if (!made.empty() && made.back().app_metadata == state) return Status::SUCCESS;
@@ -69,20 +106,15 @@ Status RestoreBackup(const BackupPlace& place, const std::filesystem::path& targ
     return Failed(status, "opening backups", place.folder);
   std::vector<rocksdb::BackupInfo> found;
   all->GetBackupInfo(&found);
-  Status none = Status::RECOVER_FAILED;
   for (auto backup = found.rbegin(); backup != found.rend(); ++backup) {
-    rocksdb::Status status = all->RestoreDBFromBackup(backup->backup_id, target.string(), target.string());
-    if (status.ok()) {
-      time = backup->timestamp;
-      return Status::SUCCESS;
-    }
-    Failed(status, "restoring a backup from", place.folder);
-    // A smaller one might find room, but later the newest will.
-    if (status.IsNoSpace()) return Status::DB_ERROR;
-    const bool damaged = status.IsCorruption() || status.IsNotFound() || status.IsPathNotFound();
-    if (!damaged) none = Status::DB_ERROR;
+    constexpr bool kWithChecksums = true;
+    // By itself, so that trouble with the target is never taken for damage: an older backup might have none.
+    const rocksdb::Status status = all->VerifyBackup(backup->backup_id, kWithChecksums);
+    if (status.ok()) return Restore(all, *backup, target, time);
+    Failed(status, "verifying a backup in", place.folder);
+    if (!IsDamage(status)) return Status::DB_ERROR;
   }
-  return none;
+  return Status::RECOVER_FAILED;
 }
 
 }  // namespace KORA::DistributedKv::Client

@@ -46,8 +46,8 @@ class SingleStore : public SingleKvStore {
   Status GetSecurityLevel(SecurityLevel& level) const override;
 
  private:
-  // `makeRows` is given the store and fills in the rows.
   Status ChangeSyncSettings(const std::function<void(SyncSettings&)>& change);
+  // `makeRows` is given the store and fills in the rows.
   template <typename MakeRows>
   void OpenResultSet(const ResultSetCallback& callback, MakeRows makeRows) const;
 

@@ -80,12 +80,17 @@ backups() {
   expect 1 '' 'encrypted \(--encrypt\)' kora --store safe get key
   expect 0 'value' '' kora --store safe --encrypt --read-only get key
   expect 1 '' 'can only be read' kora --store safe --encrypt --read-only put key other
+  local from to made restored
+  from=$(date +%s)
   expect 0 '' '' kora --store safe --encrypt backup
+  to=$(date +%s)
   expect 0 '1 records, all well' '' kora --store safe --encrypt verify
   expect 0 'the store is not damaged; nothing was changed' '' kora --store safe --encrypt restore
   rm "$KORA_DATA_HOME"/kora/safe/MANIFEST-*
   expect 1 '' 'it can.t be opened' kora --store safe --encrypt verify
-  expect 0 'restored from the newest backup' '' kora --store safe --encrypt restore
+  restored=$(kora --store safe --encrypt restore)
+  made=$(date -d "${restored#restored from the backup of }" +%s) || fail "restore: $restored"
+  ((from <= made && made <= to)) || fail "restore: $restored"
   expect 0 'value' '' kora --store safe --encrypt get key
 }
 

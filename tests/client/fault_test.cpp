@@ -16,6 +16,8 @@ namespace {
 
 enum class Fault { kNone, kFull, kBroken };
 std::atomic<Fault> g_fault{Fault::kNone};
+std::string
+    g_unopened;  // what the names of files hold that can't be opened; empty: none; while nothing is open
 
 // Writes half of what it is given before it fails.
 class FaultyFile : public rocksdb::FSWritableFileOwnerWrapper {
@@ -58,9 +60,21 @@ class FaultyFiles : public rocksdb::FileSystemWrapper {
   rocksdb::IOStatus NewWritableFile(const std::string& name, const rocksdb::FileOptions& options,
                                     std::unique_ptr<rocksdb::FSWritableFile>* file,
                                     rocksdb::IODebugContext* debug) override {
+    if (IsUnopened(name)) return rocksdb::IOStatus::IOError("Too many open files");
     rocksdb::IOStatus status = FileSystemWrapper::NewWritableFile(name, options, file, debug);
     if (status.ok()) *file = std::make_unique<FaultyFile>(std::move(*file));
     return status;
+  }
+  rocksdb::IOStatus NewSequentialFile(const std::string& name, const rocksdb::FileOptions& options,
+                                      std::unique_ptr<rocksdb::FSSequentialFile>* file,
+                                      rocksdb::IODebugContext* debug) override {
+    if (IsUnopened(name)) return rocksdb::IOStatus::IOError("Too many open files");
+    return FileSystemWrapper::NewSequentialFile(name, options, file, debug);
+  }
+
+ private:
+  static bool IsUnopened(const std::string& name) {
+    return !g_unopened.empty() && name.find(g_unopened) != std::string::npos;
   }
 };
 
@@ -214,6 +228,27 @@ TEST_F(Faults, AFailedEngineLeavesTheFolderOfItsSuccessorAlone) {
   store.reset();
   for (const char* name : {"000002.log", "000003.sst", "MANIFEST-000001"})
     EXPECT_TRUE(std::filesystem::exists(Folder("store") / name)) << name;
+}
+
+TEST_F(Faults, PassingTroubleOfARecoveryBringsNoOlderBackup) {
+  Options options = Creating();
+  options.backup = true;
+  const std::filesystem::path tables = Home() / app_.appId / ".backups/store/shared_checksum";
+  std::string newest;
+  for (const char* value : {"older", "newer"}) {
+    Put(*Open("store", options), "k", value);
+    for (const auto& table : std::filesystem::directory_iterator(tables))
+      newest = std::max(newest, table.path().filename().string());
+  }
+  const std::string number = newest.substr(0, newest.find('_'));
+  std::filesystem::remove(Folder("store") / "CURRENT");
+  for (const char* folder : {"/shared_checksum/", "/restoring/"}) {
+    g_unopened = folder + number;
+    Open("store", options, Status::DB_ERROR);
+  }
+  g_unopened.clear();
+  Open("store", options, Status::RECOVER_SUCCESS);
+  EXPECT_EQ(Get(*Open("store", options), "k"), "newer");
 }
 
 TEST_F(Faults, ACreationThatFailsLeavesNoStore) {

@@ -115,6 +115,8 @@ TEST_F(SettingsTest, Cluster) {
   EXPECT_EQ(cluster.deathAfter.count(), 0);
   EXPECT_TRUE(cluster.UsesTls()) << "there is an authority";
   environment_.erase("KORA_DATA_CLUSTER_PASSWORD_FILE");
+  for (const std::string& front : {std::string("# hub\n"), std::string("\r\n")})
+    EXPECT_EQ(Resolve({{"cluster.ca", front + text}}).settings->cluster.authority, front + text);
   EXPECT_FALSE(Resolve().settings->cluster.UsesTls());
   EXPECT_TRUE(Resolve({{"cluster.endpoints", "https://a:1,https://b:2"}}).settings->cluster.UsesTls());
   EXPECT_EQ(Resolve({{"cluster.endpoints", "http://a:1"}}).settings->cluster.endpoints.at(0), "a:1");
@@ -146,6 +148,20 @@ TEST_F(SettingsTest, Cluster) {
        {Properties{{"cluster.password", std::string(1025, 's')}}, Properties{{"cluster.key", "ssss"}}}) {
     EXPECT_NE(Resolve(secret).error, "");
     EXPECT_EQ(Resolve(secret).error.find("sss"), std::string::npos) << "a secret is shown";
+  }
+}
+
+TEST_F(SettingsTest, OfAPasswordAndItsFileTheLaterOneHolds) {
+  std::filesystem::create_directories(Home());
+  const std::string file = (Home() / "password").string();
+  std::ofstream(file) << "from the file";
+  const Properties typed = {{"cluster.user", "me"}, {"cluster.password", "typed"}};
+  const Properties filed = {{"cluster.user", "me"}, {"cluster.password.file", file}};
+  for (const bool file_first : {true, false}) {
+    Configuration configuration;
+    EXPECT_EQ(configuration.Configure(file_first ? filed : typed), "");
+    EXPECT_EQ(configuration.Configure(file_first ? typed : filed), "");
+    EXPECT_EQ(configuration.Settle().settings->cluster.password, file_first ? "typed" : "from the file");
   }
 }
 

@@ -105,7 +105,10 @@ TEST_F(StoreTest, NothingIsToldOfAClearOnceTheStoreIsClosed) {
   store_->Gate().Close();
   store_->Close();
   observer->Hold(false);
-  EXPECT_EQ(observer->Await(1).size(), 1U);
+  Change after;
+  after.inserted.emplace_back(B("d"), B("4"));
+  store_->Observers().Publish(std::move(after), nullptr);
+  EXPECT_EQ(observer->Await(2), (std::vector<std::string>{"+c=3", "+d=4"}));
 }
 
 }  // namespace
