@@ -10,9 +10,9 @@ SyncCompletions& SyncCompletions::Instance() {
   return *instance;
 }
 
-void SyncCompletions::Post(std::shared_ptr<KvStoreSyncCallback> callback, SyncResults results) {
+void SyncCompletions::Post(SyncCaller caller, SyncResults results) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  waiting_.push_back({std::move(callback), std::move(results)});
+  waiting_.push_back({std::move(caller), std::move(results)});
   if (scheduled_) return;
   try {
     CallbackQueue::Instance().Schedule(shared_from_this());
@@ -29,7 +29,10 @@ bool SyncCompletions::DeliverOne(const Invoker& invoke) {
   oldest = std::move(waiting_.front());
   waiting_.pop_front();
   lock.unlock();
-  invoke([&oldest] { oldest.callback->SyncCompleted(oldest.results); });
+  invoke([&oldest] {
+    const SyncCompletionScope scope(oldest.caller.number);
+    oldest.caller.callback->SyncCompleted(oldest.results);
+  });
   lock.lock();
   return scheduled_ = !waiting_.empty();
 }

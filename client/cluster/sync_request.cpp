@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "cluster/sync_completions.h"
 #include "common/guard.h"
 
 namespace KORA::DistributedKv::Client::Cluster {
@@ -40,13 +39,13 @@ void Log(const SyncedStore& store, const SyncOutcomes& outcomes) {
 
 }  // namespace
 
-SyncRequest::SyncRequest(SyncedStore store, std::shared_ptr<KvStoreSyncCallback> callback,
-                         std::vector<std::string> devices, SyncMode mode, int32_t delayMs)
+SyncRequest::SyncRequest(SyncedStore store, SyncCaller caller, std::vector<std::string> devices,
+                         SyncMode mode, int32_t delayMs)
     : store_(std::move(store)),
       devices_(std::move(devices)),
       mode_(mode),
       delayMs_(delayMs),
-      callback_(std::move(callback)) {}
+      caller_(std::move(caller)) {}
 
 SyncRequest::~SyncRequest() {
   End(Status::STORE_NOT_OPEN, "closed");
@@ -76,7 +75,7 @@ void SyncRequest::Answer(const SyncOutcomes& outcomes) {
   KeepReasons(store_, outcomes);
   Log(store_, outcomes);
   // Moved away: the end of a callback is code of the program, and belongs onto the callback queue.
-  if (callback_ != nullptr) SyncCompletions::Instance().Post(std::move(callback_), std::move(results));
+  if (caller_.callback != nullptr) SyncCompletions::Instance().Post(std::move(caller_), std::move(results));
   ended_ = true;
 }
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "contract/kv_store_sync_callback.h"
+#include "cluster/sync_completions.h"
 #include "contract/status.h"
 #include "contract/types.h"
 
@@ -28,11 +28,12 @@ struct SyncedStore {
 };
 
 // Is answered exactly once: by the first End, at the latest when nobody has the request any more. The answer
-// goes through the callback, if there is one, on the callback queue; the reasons are kept. Any thread.
+// goes through the caller's callback, if there is one, on the callback queue; the reasons are kept. Any
+// thread.
 class SyncRequest {
  public:
-  SyncRequest(SyncedStore store, std::shared_ptr<KvStoreSyncCallback> callback,
-              std::vector<std::string> devices, SyncMode mode, int32_t delayMs);
+  SyncRequest(SyncedStore store, SyncCaller caller, std::vector<std::string> devices, SyncMode mode,
+              int32_t delayMs);
   SyncRequest(const SyncRequest&) = delete;
   SyncRequest& operator=(const SyncRequest&) = delete;
   ~SyncRequest();
@@ -54,7 +55,7 @@ class SyncRequest {
   const int32_t delayMs_;
   std::mutex mutex_;
   bool ended_ = false;
-  std::shared_ptr<KvStoreSyncCallback> callback_;
+  SyncCaller caller_;
 };
 
 // Why devices were synchronised or not: for each device of a store the reason of the last call that named it.

@@ -42,15 +42,15 @@ Status SyncSession::Unregister() {
   return gone == nullptr ? Status::STORE_NOT_SUBSCRIBE : Status::SUCCESS;
 }
 
-std::shared_ptr<KvStoreSyncCallback> SyncSession::Callback() {
+SyncCaller SyncSession::Caller() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return callback_;
+  return {callback_, TakeSyncNumber()};
 }
 
 Status SyncSession::Start(const StoreLease& lease, const std::vector<std::string>& deviceIds, SyncMode mode,
                           int32_t delayMs) {
-  const auto request = std::make_shared<SyncRequest>(SyncedStore{application_, lease.Id().storeId},
-                                                     Callback(), deviceIds, mode, delayMs);
+  const auto request = std::make_shared<SyncRequest>(SyncedStore{application_, lease.Id().storeId}, Caller(),
+                                                     deviceIds, mode, delayMs);
   Status status = CheckRequest(deviceIds, mode, delayMs);
   if (status != Status::SUCCESS) {
     request->End(status, "refused");

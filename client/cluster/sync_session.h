@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "cluster/sync_completions.h"
 #include "contract/kv_store_sync_callback.h"
 #include "contract/status.h"
 #include "contract/types.h"
@@ -33,7 +34,8 @@ class SyncSession {
                int32_t delayMs);
 
  private:
-  std::shared_ptr<KvStoreSyncCallback> Callback();
+  // For a call that begins now on this thread.
+  SyncCaller Caller();
 
   const std::string application_;
   std::mutex mutex_;

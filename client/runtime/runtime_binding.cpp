@@ -1,12 +1,13 @@
 // The natives of the Java class kora.data.distributed.common.StoreClient: how a Java program configures the
-// client and lends it the thread on which callbacks run. The bridge between the store classes and this client
-// is not part of it.
+// client and lends it the thread on which callbacks run; and of kora.data.distributed.internal.Syncs, which
+// tells synchronisations apart. The bridge between the store classes and this client is not part of it.
 #include <jni.h>
 
 #include <map>
 #include <string>
 #include <vector>
 
+#include "cluster/sync_number.h"
 #include "cluster/sync_request.h"
 #include "common/guard.h"
 #include "common/settings.h"
@@ -145,6 +146,19 @@ JNIEXPORT jobjectArray JNICALL Java_kora_data_distributed_common_StoreClient_nat
     return Status::SUCCESS;
   });
   return reasons;
+}
+
+// static native void nativeNumberNext(long number): of the next synchronisation that the calling thread
+// begins.
+JNIEXPORT void JNICALL Java_kora_data_distributed_internal_Syncs_nativeNumberNext(JNIEnv*, jclass,
+                                                                                  jlong number) {
+  client::Cluster::NumberNextSync(number);
+}
+
+// static native long nativeCompleted(): the number of the synchronisation that the calling thread tells of,
+// or 0.
+JNIEXPORT jlong JNICALL Java_kora_data_distributed_internal_Syncs_nativeCompleted(JNIEnv*, jclass) {
+  return client::Cluster::CompletedSync();
 }
 
 // static native void nativeHostCallbacks(): runs the callbacks on the calling thread until the process ends.

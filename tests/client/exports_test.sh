@@ -12,11 +12,14 @@ actual=$(nm -DC --defined-only "$library" | cut -d' ' -f3- | sed 's/(.*//' | sor
 manager=KORA::DistributedKv::DistributedKvDataManager
 entry=KORA::DistributedKv::Entry
 binding=Java_kora_data_distributed_common_StoreClient
+syncs=Java_kora_data_distributed_internal_Syncs
 expected=$(sort -u <<END
 ${binding}_nativeClaimCallbacks
 ${binding}_nativeConfigure
 ${binding}_nativeHostCallbacks
 ${binding}_nativeSyncReasons
+${syncs}_nativeCompleted
+${syncs}_nativeNumberNext
 $manager::CloseKvStore
 $manager::DeleteKvStore
 $manager::DistributedKvDataManager

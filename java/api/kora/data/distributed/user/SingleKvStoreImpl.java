@@ -8,7 +8,6 @@ import java.util.List;
 import java.util.Map;
 import java.util.Optional;
 import java.util.concurrent.CompletableFuture;
-import java.util.function.Consumer;
 import java.util.function.LongUnaryOperator;
 import kora.data.distributed.common.ChangeNotification;
 import kora.data.distributed.common.Entry;
@@ -147,30 +146,35 @@ final class SingleKvStoreImpl extends NativeStore implements SingleKvStore {
   @Override
   public CompletableFuture<Map<String, Boolean>> sync(
       Collection<String> deviceIds, SyncMode mode, Duration delay, Duration timeout) {
-    return sync(deviceIds, mode, delay, timeout, outcome -> {});
+    CompletableFuture<Map<String, Boolean>> outcome = new CompletableFuture<>();
+    sync(deviceIds, mode, delay, timeout, outcome);
+    return outcome;
   }
 
   @Override
   public void sync(Collection<String> deviceIds, SyncMode mode, SyncCallback callback) {
     Arguments.notNull(callback, "sync callback");
     List<String> devices = List.of(texts(deviceIds, "device identifier"));
-    sync(devices, mode, Duration.ZERO, DEFAULT_SYNC_TIMEOUT, future -> future.whenComplete((outcome, failure) -> {
+    CompletableFuture<Map<String, Boolean>> outcome = new CompletableFuture<>();
+    // First, so that it runs on the thread that completes the outcome, never on this one.
+    outcome.whenComplete((successes, failure) -> {
       Map<String, Integer> results = new HashMap<>();
       for (String device : devices) {
-        boolean succeeded = outcome != null && outcome.getOrDefault(device, false);
+        boolean succeeded = successes != null && successes.getOrDefault(device, false);
         results.put(device, succeeded ? SyncCallback.SUCCEEDED : SyncCallback.FAILED);
       }
       Callbacks.run(() -> callback.syncCompleted(results));
-    }));
+    });
+    sync(devices, mode, Duration.ZERO, DEFAULT_SYNC_TIMEOUT, outcome);
   }
 
   /**
    * Synchronises.
    *
-   * @param prepare is given the future before it can be complete
+   * @param outcome completed at the end
    */
-  private CompletableFuture<Map<String, Boolean>> sync(Collection<String> deviceIds, SyncMode mode, Duration delay,
-      Duration timeout, Consumer<CompletableFuture<Map<String, Boolean>>> prepare) {
+  private void sync(Collection<String> deviceIds, SyncMode mode, Duration delay, Duration timeout,
+      CompletableFuture<Map<String, Boolean>> outcome) {
     String[] devices = texts(deviceIds, "device identifier");
     if (devices.length == 0) {
       throw Arguments.invalid("There are no devices to synchronise with.");
@@ -178,14 +182,11 @@ final class SingleKvStoreImpl extends NativeStore implements SingleKvStore {
     Arguments.notNull(mode, "sync mode");
     int delayMillis = millis(delay, "delay");
     millis(timeout, "time-out");
-    return call(store -> {
+    run(store -> {
       registerSyncCallback(store);
       // It can end before the native call returns.
-      CompletableFuture<Map<String, Boolean>> outcome =
-          Syncs.CALLBACK.expect(handle, List.of(devices), timeout);
-      prepare.accept(outcome);
+      Syncs.CALLBACK.expect(handle, List.of(devices), timeout, outcome);
       nativeSync(devices, mode.getCode(), delayMillis, store);
-      return outcome;
     });
   }
 

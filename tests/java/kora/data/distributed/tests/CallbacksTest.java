@@ -36,9 +36,9 @@ class CallbacksTest {
   @Test
   void aSyncIsCompletedByTheDevicesThatItIsAbout() throws Exception {
     Object store = new Object();
-    CompletableFuture<Map<String, Boolean>> ab = Syncs.CALLBACK.expect(store, List.of("a", "b"), LONG);
-    CompletableFuture<Map<String, Boolean>> b = Syncs.CALLBACK.expect(store, List.of("b"), LONG);
-    CompletableFuture<Map<String, Boolean>> c = Syncs.CALLBACK.expect(store, List.of("c", "d"), LONG);
+    CompletableFuture<Map<String, Boolean>> ab = expect(store, List.of("a", "b"), LONG);
+    CompletableFuture<Map<String, Boolean>> b = expect(store, List.of("b"), LONG);
+    CompletableFuture<Map<String, Boolean>> c = expect(store, List.of("c", "d"), LONG);
     Syncs.CALLBACK.syncCompleted(Map.of("b", 0));
     assertTrue(b.isDone() && !ab.isDone());
     Syncs.CALLBACK.syncCompleted(Map.of("b", 1, "a", 0));
@@ -52,13 +52,12 @@ class CallbacksTest {
   @Test
   void aSyncEndsWithItsTimeOutOrItsStore() {
     Object store = new Object();
-    CompletableFuture<Map<String, Boolean>> slow =
-        Syncs.CALLBACK.expect(store, List.of("slow"), Duration.ofMillis(5));
+    CompletableFuture<Map<String, Boolean>> slow = expect(store, List.of("slow"), Duration.ofMillis(5));
     ExecutionException late = assertThrows(ExecutionException.class, () -> slow.get(20, TimeUnit.SECONDS));
     assertEquals(TimeoutException.class, late.getCause().getClass());
 
-    CompletableFuture<Map<String, Boolean>> other = Syncs.CALLBACK.expect(new Object(), List.of("x"), LONG);
-    CompletableFuture<Map<String, Boolean>> pending = Syncs.CALLBACK.expect(store, List.of("x"), LONG);
+    CompletableFuture<Map<String, Boolean>> other = expect(new Object(), List.of("x"), LONG);
+    CompletableFuture<Map<String, Boolean>> pending = expect(store, List.of("x"), LONG);
     Syncs.CALLBACK.storeClosed(store);
     ExecutionException closed = assertThrows(ExecutionException.class, pending::get);
     assertEquals(KvStoreErrorCode.STORE_NOT_OPEN, ((KvStoreException) closed.getCause()).getErrorCode());
@@ -132,6 +131,12 @@ class CallbacksTest {
       throw new IllegalStateException();
     }, ended -> {}));
     add(relays, observer, relay, new ArrayList<>());
+  }
+
+  private static CompletableFuture<Map<String, Boolean>> expect(Object store, List<String> devices, Duration timeout) {
+    CompletableFuture<Map<String, Boolean>> outcome = new CompletableFuture<>();
+    Syncs.CALLBACK.expect(store, devices, timeout, outcome);
+    return outcome;
   }
 
   private static Subscription add(Relays<KvStoreObserver, ObserverRelay> relays, KvStoreObserver observer,

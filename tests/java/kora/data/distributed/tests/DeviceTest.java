@@ -2,13 +2,18 @@ package kora.data.distributed.tests;
 
 import static kora.data.distributed.tests.Stores.assertFails;
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.time.Duration;
 import java.util.ArrayList;
+import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
 import java.util.concurrent.BlockingQueue;
+import java.util.concurrent.CompletableFuture;
+import java.util.concurrent.ExecutionException;
 import java.util.concurrent.LinkedBlockingQueue;
 import java.util.concurrent.TimeUnit;
 import kora.data.distributed.common.KvManager;
@@ -21,6 +26,7 @@ import kora.data.distributed.common.SyncMode;
 import kora.data.distributed.device.DeviceChangeCallback;
 import kora.data.distributed.device.DeviceFilterStrategy;
 import kora.data.distributed.device.DeviceInfo;
+import kora.data.distributed.internal.Syncs;
 import kora.data.distributed.user.SingleKvStore;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.Test;
@@ -99,6 +105,34 @@ class DeviceTest {
       assertEquals(Map.of("a", 1), told.poll(20, TimeUnit.SECONDS));
     }
     assertTrue(told.isEmpty());
+  }
+
+  /** Whatever became of another one that names the same device: its store closed, its time over, or it began earlier. */
+  @Test
+  void aSyncIsAnsweredByNoOtherOnesCompletion() throws Exception {
+    Stores.ifSupported(manager::localDevice);
+    SingleKvStore closed = manager.openSingle("closed");
+    try (SingleKvStore store = manager.openSingle("store")) {
+      CompletableFuture<Void> gate = new CompletableFuture<>();
+      store.sync(List.of("gate"), SyncMode.PULL, results -> gate.join());
+      closed.sync(List.of("a", "x"), SyncMode.PULL);
+      closed.close();
+      CompletableFuture<?> late = store.sync(List.of("b", "x"), SyncMode.PULL, Duration.ZERO, Duration.ZERO);
+      assertThrows(ExecutionException.class, late::get);
+      CompletableFuture<Map<String, Boolean>> earlier = new CompletableFuture<>();
+      Syncs.CALLBACK.expect(store, List.of("c"), Duration.ofMinutes(1), earlier);
+
+      Map<String, CompletableFuture<Map<String, Boolean>>> outcomes = new LinkedHashMap<>();
+      for (String device : List.of("a", "b", "c")) {
+        outcomes.put(device, store.sync(List.of(device), SyncMode.PULL));
+      }
+      gate.complete(null);
+      for (Map.Entry<String, CompletableFuture<Map<String, Boolean>>> outcome : outcomes.entrySet()) {
+        assertEquals(Map.of(outcome.getKey(), false), outcome.getValue().get(20, TimeUnit.SECONDS));
+      }
+      assertFalse(earlier.isDone());
+      earlier.cancel(false);
+    }
   }
 
   @Test
