@@ -52,6 +52,7 @@ single_records() {
   expect 0 '' '' kora --store other put $'tab\there' $'\e[31mred'
   expect 0 'tab\u0009here'$'\tstring\t''\u001b[31mred' '' kora ls -l --store other
   expect 0 '' '' kora --store put put ls get
+  expect 0 'ls' '' kora --store other ls --store put
   expect 0 'ls' '' env KORA_STORE=put "$source_folder/bin/kora" --app kora ls
   expect 0 $'default\nother\nput' '' kora stores
   expect 0 '' '' kora --app another stores
@@ -114,6 +115,7 @@ wrong_use() {
   expect 2 '' "^kora: Missing required parameter: 'VALUE'" kora put key
   expect 2 '' "Unknown option: '--nonsense'" kora get --nonsense key
   expect 2 '' '^kora: Missing value of option --store' kora ls --store
+  expect 2 '' "^kora: option '--store' should be specified only once" kora ls --store a --store put
   expect 2 '' "Invalid value for option '--format'" kora import --format xml file
   expect 1 '' "^kora: 'many' is no int" kora put -t int key many
   expect 1 '' "^kora: unknown type 'colour'" kora put -t colour key red

@@ -31,10 +31,11 @@ public interface KvManager extends AutoCloseable {
    * @param storeId 1 to 128 of the characters A-Z a-z 0-9 . _ - and no dot at the beginning
    * @param options how to open it
    * @return the store; the caller closes it, or closing this manager does
-   * @throws KvStoreException INVALID_ARGUMENT (also if it is a multi-version store, or was created with
-   *     the other choice of encryption), STORE_NOT_FOUND,
-   *     NOT_SUPPORT, SECURITY_LEVEL_ERROR, SCHEMA_MISMATCH, INVALID_SCHEMA, READ_ONLY (it would have to be created
-   *     or changed, and may only be read), DB_ERROR (also if another process has it open), STORE_NOT_OPEN;
+   * @throws KvStoreException INVALID_ARGUMENT (also if it is a store of the other kind, or was created with
+   *     the other choice of encryption), STORE_NOT_FOUND (also where it would be created, but stores are
+   *     only read), NOT_SUPPORT, SECURITY_LEVEL_ERROR, SCHEMA_MISMATCH, INVALID_SCHEMA, READ_ONLY (it would have to
+   *     take over the schema, and may only be read), DB_ERROR (also if another process has it open, or if it is
+   *     damaged and may only be read), STORE_NOT_OPEN (this manager is closed);
    *     RECOVER_SUCCESS (it was damaged and is as its backup has it; open it again), RECOVER_FAILED
    */
   SingleKvStore openSingle(String storeId, Options options);
@@ -119,7 +120,8 @@ public interface KvManager extends AutoCloseable {
    * Has a recipient told when a store fails for good: its disk has errors, or its folder was deleted. All calls
    * on that store fail with DB_ERROR then, until it is opened again. It is also told when the hub has been lost
    * for as long as {@link StoreClientSettings.Builder#clusterDeathAfter} says: stores go on working then, and synchronisation
-   * resumes by itself. Observers of single stores and device listeners of the process end with either notice.
+   * resumes by itself. Observers of single stores and device listeners of the process end with either notice; once a
+   * recipient has been registered in the process, they also do while none is.
    *
    * @param recipient the recipient; it can be registered once
    * @return ends the registration when closed

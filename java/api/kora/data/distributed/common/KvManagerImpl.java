@@ -31,7 +31,7 @@ final class KvManagerImpl implements KvManager {
     Relays<KvStoreServiceDeathRecipient, DeathRelay> recipients = Relays.ofManager();
     handle = NativeHandle.root("The manager of '" + config.getAppId() + "'", nativeManager(), manager -> {
       listeners.removeAll(relay -> nativeUnRegisterDeviceChangeListener(relay, manager));
-      recipients.removeAll(KvManagerImpl::unregister);
+      recipients.removeAll(SERVICE_DEATH::remove);
     });
     handle.closeWithOwner(this);
     deviceListeners = listeners;
@@ -93,13 +93,13 @@ final class KvManagerImpl implements KvManager {
     Arguments.notNull(recipient, "recipient");
     return handle.call(this, manager -> deathRecipients.add(recipient, new DeathRelay(recipient),
         relay -> SERVICE_DEATH.add(relay, death -> nativeRegisterServiceDeath(death, manager)),
-        KvManagerImpl::unregister));
+        SERVICE_DEATH::remove));
   }
 
   @Override
   public void unregisterDeathRecipient(KvStoreServiceDeathRecipient recipient) {
     Arguments.notNull(recipient, "recipient");
-    handle.run(this, manager -> deathRecipients.remove(recipient, KvManagerImpl::unregister));
+    handle.run(this, manager -> deathRecipients.remove(recipient, SERVICE_DEATH::remove));
   }
 
   @Override
@@ -118,11 +118,6 @@ final class KvManagerImpl implements KvManager {
 
   private void unregister(DeviceRelay relay) {
     handle.run(this, manager -> nativeUnRegisterDeviceChangeListener(relay, manager));
-  }
-
-  /** Not under a guard: the native manager lives as long as the process, and so does the one recipient. */
-  private static void unregister(DeathRelay relay) {
-    SERVICE_DEATH.remove(relay, death -> nativeUnRegisterServiceDeath(death, nativeManager()));
   }
 
   private static synchronized long nativeManager() {
