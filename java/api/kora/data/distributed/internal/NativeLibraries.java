@@ -107,9 +107,7 @@ public final class NativeLibraries {
   }
 
   private static void loadTemporary(Map<String, byte[]> libraries) throws IOException {
-    Path folder = Files.createTempDirectory("kora-data-");
-    // Files before their folder: what was registered last is deleted first.
-    folder.toFile().deleteOnExit();
+    Path folder = TemporaryFolder.create();
     folder.resolve(LOADED_LATER).toFile().deleteOnExit();
     try {
       load(writeAll(libraries, folder));

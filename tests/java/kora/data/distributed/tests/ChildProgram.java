@@ -35,6 +35,12 @@ public final class ChildProgram {
       case "put":
         put();
         break;
+      case "hold":
+        put();
+        System.out.write('h');
+        System.out.flush();
+        System.in.read();
+        break;
       case "batch":
         batch(Integer.parseInt(arguments[1]));
         break;

@@ -84,6 +84,15 @@ class ProcessTest {
     Child child = run(List.of("-Djava.io.tmpdir=" + temporary), "put");
     assertEquals(0, child.status, child.output);
     assertEquals(List.of(), files(temporary));
+    Process living = builder(List.of("-Djava.io.tmpdir=" + temporary), "hold").start();
+    assertEquals('h', living.getInputStream().read());
+    List<Path> used = files(temporary);
+    assertEquals(0, run(List.of("-Djava.io.tmpdir=" + temporary), "put").status);
+    assertEquals(used, files(temporary));
+    assertEquals(2, used.size(), used.toString());
+    assertTrue(living.destroyForcibly().waitFor(60, TimeUnit.SECONDS));
+    assertEquals(0, run(List.of("-Djava.io.tmpdir=" + temporary), "put").status);
+    assertEquals(0, temporary.toFile().list().length, "what a killed process left is still there");
     Child hopeless = run(List.of("-Djava.io.tmpdir=" + folder.resolve("absent")), "put");
     assertEquals(1, hopeless.status, hopeless.output);
     assertTrue(hopeless.output.contains("cache") && hopeless.output.contains("absent"), hopeless.output);
@@ -126,21 +135,25 @@ class ProcessTest {
   }
 
   private Child run(List<String> options, String... arguments) throws IOException, InterruptedException {
-    List<String> command = new ArrayList<>(List.of(System.getProperty("java.home") + "/bin/java", "-ea"));
-    command.addAll(options);
-    command.addAll(List.of("-cp", System.getProperty("java.class.path"), ChildProgram.class.getName()));
-    command.addAll(List.of(arguments));
     File output = folder.resolve("output").toFile();
-    ProcessBuilder builder = new ProcessBuilder(command).redirectErrorStream(true).redirectOutput(output);
-    builder.environment().put("KORA_DATA_HOME", folder.resolve("home").toString());
-    builder.environment().put("XDG_CACHE_HOME", folder.resolve("cache").toString());
-    Process process = builder.start();
+    Process process = builder(options, arguments).redirectErrorStream(true).redirectOutput(output).start();
     boolean ended = process.waitFor(60, TimeUnit.SECONDS);
     process.destroyForcibly();
     String text = Files.readString(output.toPath(), StandardCharsets.UTF_8);
     assertTrue(ended, "still running after a minute: " + text);
     assertTrue(!text.contains("FATAL ERROR in native"), text);
     return new Child(process.exitValue(), text);
+  }
+
+  private ProcessBuilder builder(List<String> options, String... arguments) {
+    List<String> command = new ArrayList<>(List.of(System.getProperty("java.home") + "/bin/java", "-ea"));
+    command.addAll(options);
+    command.addAll(List.of("-cp", System.getProperty("java.class.path"), ChildProgram.class.getName()));
+    command.addAll(List.of(arguments));
+    ProcessBuilder builder = new ProcessBuilder(command);
+    builder.environment().put("KORA_DATA_HOME", folder.resolve("home").toString());
+    builder.environment().put("XDG_CACHE_HOME", folder.resolve("cache").toString());
+    return builder;
   }
 
   private static List<Path> files(Path root) throws IOException {
