@@ -98,8 +98,7 @@ void Presence::OnEvents(std::vector<HubEvent> events) {
     seen_ = event.revision;
     const std::string device = event.key.substr(prefix_.size());
     if (device == options_.device) {
-      // A lease that ran out unnoticed: this device is there all the same.
-      if (!event.value) return Lose();
+      if (!event.value) return ComeBack();
       continue;
     }
     const auto description = event.value ? ParseDescription(*event.value) : std::nullopt;
@@ -109,6 +108,17 @@ void Presence::OnEvents(std::vector<HubEvent> events) {
       Remove(device);
     }
   }
+}
+
+// This device was taken off, but it is there all the same: its lease ran out unnoticed, or another process of
+// this device has ended.
+void Presence::ComeBack() {
+  lifetime_.Renew();
+  watch_.reset();
+  hub_.KeepLease(lease_, lifetime_.Guard([this](const Hub::LeaseAnswer& answer) {
+    if (answer.result != HubResult::kDone || answer.remaining == 0) return Lose();
+    Announce(lease_);
+  }));
 }
 
 void Presence::OnEnd(HubResult /*reason*/) {

@@ -65,6 +65,7 @@ class Presence : public Directory, private WatchListener {
   void TakeAll(const RangeAnswer& answer);
   void Set(const std::string& device, const DeviceDescription& description);
   void Remove(const std::string& device);
+  void ComeBack();
   void Lose();
 
   Hub& hub_;

@@ -111,6 +111,13 @@ TEST_F(Cluster, DevicesAreSeenComingAndGoing) {
   two->Start();
   EXPECT_EQ(two->Ask("devices 0"), "one/test ");
   EXPECT_EQ(one->Hear("online"), "online two");
+  {
+    DeviceProcess tool("two", folder_.Path(), Settings());
+    EXPECT_EQ(tool.Ask("devices 0"), "one/test ");
+    EXPECT_EQ(tool.End(), "");
+  }
+  EXPECT_EQ(one->Hear("offline"), "offline two");
+  EXPECT_EQ(one->Hear("online"), "online two") << "its first process is there";
   EXPECT_EQ(two->End(), "");
   EXPECT_EQ(one->Hear("offline", kLease / 2), "offline two");
 }
@@ -181,6 +188,12 @@ TEST_F(Cluster, WithoutAHubAllGoesOnAndComesTogetherLater) {
   EXPECT_TRUE(HasIn(one, "a=1 b=1 c=1 "));
   EXPECT_EQ(two.Hear("change ", seconds(0)), "");
   EXPECT_EQ(two.Hear("died", seconds(0)), "");
+  // One that hangs holds up neither a store that is closed nor the end of a process.
+  servers.Pause(0);
+  one.Ask("sync 2 0 " + two.Id());
+  EXPECT_EQ(one.Ask("close"), "0");
+  EXPECT_EQ(one.Hear("synced "), "synced " + two.Id() + "=failed");
+  EXPECT_EQ(one.End(), "");
 }
 
 TEST_F(Cluster, WhoHasNoHubLoadsNothingForIt) {

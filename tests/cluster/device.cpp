@@ -1,7 +1,6 @@
 // cluster_device: a device that does what it reads, a command a line. It answers each with "= ..."; what it
 // is told meanwhile comes as lines of its own.
-#include <unistd.h>
-
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
@@ -140,6 +139,19 @@ class Device {
     return Number(store_->Commit());
   }
 
+  // Records of 100 bytes, a batch of 1000 at a time.
+  std::string Fill(const Words& words) {
+    Status status = Status::SUCCESS;
+    for (int i = std::stoi(words.at(1)); i > 0 && status == Status::SUCCESS; i -= 1000) {
+      std::vector<Entry> entries;
+      for (int n = i; n > std::max(i - 1000, 0); --n) {
+        entries.emplace_back(ToBlob("key" + std::to_string(n)), ToBlob(std::string(100, 'v')));
+      }
+      status = store_->PutBatch(entries);
+    }
+    return Number(status);
+  }
+
   std::string Devices(const Words& words) {
     std::vector<DeviceInfo> devices;
     manager_.GetDeviceList(devices, static_cast<DeviceFilterStrategy>(std::stoi(words.at(1))));
@@ -185,6 +197,7 @@ class Device {
       {"close", [this](const Words&) { return Done([this] { store_.reset(); }); }},
       {"get", [this](const Words& words) { return Get(words); }},
       {"list", [this](const Words&) { return List(); }},
+      {"fill", [this](const Words& words) { return Fill(words); }},
       {"put",
        [this](const Words& words) { return Number(store_->Put(ToBlob(words.at(1)), ToBlob(words.at(2)))); }},
       {"change", [this](const Words& words) { return Change(words); }},
