@@ -117,7 +117,7 @@ SyncOutcomes Member::ToOutcomes(const Sync::SyncResults& results) const {
   return outcomes;
 }
 
-void Member::TakeSettings() {
+void Member::TakeRules() {
   sync_.SetRules(RulesOf(*store_));
 }
 

@@ -34,8 +34,8 @@ class Member {
   void GoContinuous() { sync_.GoContinuous(); }
   void Synchronise(const std::shared_ptr<SyncRequest>& request);
   Status RemoveDeviceData(const std::string& device) { return sync_.RemoveDeviceData(device); }
-  // The store's settings for synchronisation have changed.
-  void TakeSettings();
+  // The store's labels have changed.
+  void TakeRules();
 
  private:
   class Commits;

@@ -175,10 +175,10 @@ Status Service::RemoveDeviceData(const Store& store, const std::string& device) 
   });
 }
 
-void Service::TakeSettings(const Store& store) {
+void Service::TakeRules(const Store& store) {
   worker_.Post([this, &store] {
     const Seat* seat = SeatOf(store);
-    if (seat != nullptr && seat->member) seat->member->TakeSettings();
+    if (seat != nullptr && seat->member) seat->member->TakeRules();
   });
 }
 

@@ -38,7 +38,7 @@ class Service {
   void Synchronise(const Store& store, std::shared_ptr<SyncRequest> request);
   // For a store that has joined; waits for the worker.
   Status RemoveDeviceData(const Store& store, const std::string& device);
-  void TakeSettings(const Store& store);
+  void TakeRules(const Store& store);
 
   // Waits until it is known which devices there are, or that the hub can't be reached.
   void AwaitDevices();

@@ -139,22 +139,25 @@ Status SingleStore::RemoveDeviceData(const std::string& deviceId, int32_t flags)
   return lease_->Access([&](Store& store) { return Cluster::RemoveDeviceData(store, deviceId); });
 }
 
-Status SingleStore::ChangeSyncSettings(const std::function<void(SyncSettings&)>& change) {
+Status SingleStore::ChangeLabels(const std::function<void(SyncSettings&)>& change) {
   return lease_->Call([&](Store& store) {
     const Status status = store.ChangeSyncSettings(change);
     Cluster::Service* service = Cluster::Service::Running();
-    if (status == Status::SUCCESS && service != nullptr) service->TakeSettings(store);
+    if (status == Status::SUCCESS && service != nullptr) service->TakeRules(store);
     return status;
   });
 }
 
 Status SingleStore::SetSyncParam(const SyncParam& param) {
   if (param.allowedDelayMs < 0) return Refuse("a negative allowed delay");
-  return ChangeSyncSettings([&](SyncSettings& settings) { settings.allowedDelayMs = param.allowedDelayMs; });
+  return lease_->Call([&](Store& store) {
+    return store.ChangeSyncSettings(
+        [&](SyncSettings& settings) { settings.allowedDelayMs = param.allowedDelayMs; });
+  });
 }
 
 Status SingleStore::SetCapabilityEnabled(bool enabled) {
-  return ChangeSyncSettings([&](SyncSettings& settings) { settings.capabilityEnabled = enabled; });
+  return ChangeLabels([&](SyncSettings& settings) { settings.capabilityEnabled = enabled; });
 }
 
 Status SingleStore::SetCapabilityRange(const std::vector<std::string>& localLabels,
@@ -162,7 +165,7 @@ Status SingleStore::SetCapabilityRange(const std::vector<std::string>& localLabe
   Status status = CheckLabels(localLabels);
   if (status == Status::SUCCESS) status = CheckLabels(remoteLabels);
   if (status != Status::SUCCESS) return status;
-  return ChangeSyncSettings([&](SyncSettings& settings) {
+  return ChangeLabels([&](SyncSettings& settings) {
     settings.localLabels = localLabels;
     settings.remoteLabels = remoteLabels;
   });

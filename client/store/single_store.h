@@ -46,7 +46,7 @@ class SingleStore : public SingleKvStore {
   Status GetSecurityLevel(SecurityLevel& level) const override;
 
  private:
-  Status ChangeSyncSettings(const std::function<void(SyncSettings&)>& change);
+  Status ChangeLabels(const std::function<void(SyncSettings&)>& change);
   // `makeRows` is given the store and fills in the rows.
   template <typename MakeRows>
   void OpenResultSet(const ResultSetCallback& callback, MakeRows makeRows) const;

@@ -97,8 +97,8 @@ bool Comparison::IsOnPage(const std::string& key) const {
 
 void Comparison::EndSlice(HubResult result, bool pageIsDone) {
   if (result != HubResult::kDone) return End(result);
-  // Not at once: a large replica would nest too deeply.
-  if (!pageIsDone) return context_.timers.After(0, lifetime_.Guard([this] { MergeSlice(); }));
+  // Not at once: a large replica would nest too deeply, and keep others from their turns.
+  if (!pageIsDone) return context_.timers.After(1, lifetime_.Guard([this] { MergeSlice(); }));
   if (more_) return AskPage();
   Complete();
 }

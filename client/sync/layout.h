@@ -1,7 +1,7 @@
 // How a store lies on the hub.
 //
-// Keys. <root> is <name space>/<application>/<store>/; the parts of it hold no '/' and have no dot in front,
-// so nothing lies in another.
+// Keys. <root> is <name space>/<application>/<store>/<kind>/, where the kind is "single" or "multi"; the
+// parts of it hold no '/' and have no dot in front, so nothing lies in another.
 //   <root>s/m/<device>                          the device's marker
 //   <root>s/r/<key>                             a record; the caller's key as it is
 //   <root>c/<device>/<version>/<number>/<key>   a part of a large value: the version as 16 hexadecimal

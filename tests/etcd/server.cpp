@@ -92,6 +92,11 @@ void Process::Signal(int number) const {
   if (pid_ > 0) kill(pid_, number);
 }
 
+void Process::Stop() const {
+  Signal(SIGSTOP);
+  if (pid_ > 0) waitpid(pid_, nullptr, WUNTRACED);
+}
+
 bool Process::IsAlive() {
   if (pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) != 0) pid_ = -1;
   return pid_ > 0;
@@ -162,7 +167,7 @@ void Servers::Start(size_t member) {
 }
 
 void Servers::Pause(size_t member) const {
-  processes_[member]->Signal(SIGSTOP);
+  processes_[member]->Stop();
 }
 void Servers::Resume(size_t member) const {
   processes_[member]->Signal(SIGCONT);

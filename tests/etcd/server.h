@@ -39,6 +39,8 @@ class Process {
   ~Process() { Kill(); }
 
   void Signal(int number) const;
+  // Returns when all of its threads stand still; SIGCONT has it go on.
+  void Stop() const;
   bool IsAlive();
   void Kill();
 
