@@ -2,12 +2,16 @@
 
 #include <array>
 #include <ctime>
+#include <memory>
+#include <utility>
 
 #include "common/files.h"
 #include "common/log.h"
 #include "common/settings.h"
 #include "engine/backups.h"
 #include "manager/key_ring.h"
+#include "manager/store_engine.h"
+#include "store/store.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -39,6 +43,17 @@ Status FillFrom(const fs::path& backups, const StoreRecord& record, const fs::pa
   const BackupPlace place{backups, record.traits.encrypted ? &key : nullptr};
   status = RestoreBackup(place, target, time);
   return status == Status::SUCCESS ? WriteRecord(target, record) : status;
+}
+
+// Whether a store can be opened there: a backup may hold what the store itself could not be opened for.
+Status TryToLoad(const fs::path& restored, StoreRecord record) {
+  EngineUse use;
+  use.readOnly = true;
+  std::unique_ptr<Engine> engine;
+  const Status status = OpenStoreEngine(restored, std::move(use), record, engine);
+  if (status != Status::SUCCESS) return status;
+  const std::string name = restored.filename().string();
+  return std::make_shared<Store>(name, record.traits, std::move(engine), std::string())->Load();
 }
 
 // A folder that a crash between the two moves has left without its name is put together again from the
@@ -88,6 +103,7 @@ Status RestoreStore(const fs::path& store, const StoreRecord& record) {
 
   int64_t time = 0;
   Status status = FillFrom(backups, record, restoring, time);
+  if (status == Status::SUCCESS) status = TryToLoad(restoring, record);
   if (status == Status::SUCCESS) status = PutInPlace(restoring, store, backups / "damaged");
   if (status != Status::SUCCESS) {
     fs::remove_all(restoring, error);

@@ -24,8 +24,8 @@ Status PrepareBackups(const std::filesystem::path& store, const StoreRecord& rec
 Status FindRecord(const std::filesystem::path& store, StoreRecord& record);
 
 // Puts the newest backup that is whole in the store's place and keeps the store's former folder aside.
-// SUCCESS; RECOVER_FAILED: no backup serves, and all is as it was; DB_ERROR. What a crash cuts off in the
-// middle can be done again.
+// SUCCESS; RECOVER_FAILED: none is whole, or the store can't be opened with it either; DB_ERROR. Both leave
+// all as it was. What a crash cuts off in the middle can be done again.
 Status RestoreStore(const std::filesystem::path& store, const StoreRecord& record);
 
 Status RemoveBackups(const std::filesystem::path& store);

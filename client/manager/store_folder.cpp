@@ -50,6 +50,14 @@ bool ParseRecord(const std::string& text, StoreRecord& record) {
   return (kind == kSingle || kind == kMulti) && error == std::errc() && end == level.data() + level.size();
 }
 
+// Whole, by its checksum.
+bool IsOfAnotherFormat(const std::string& text) {
+  Properties properties;
+  std::string_view lines;
+  return StripChecksum(text, lines) && ParseProperties(lines, properties) == 0 &&
+         ValueOf(properties, "format") != kFormat;
+}
+
 std::string ToText(const StoreRecord& record) {
   std::string text;
   const auto add = [&text](std::string_view name, std::string_view value) {
@@ -112,7 +120,8 @@ Status ReadRecord(const fs::path& folder, StoreRecord& record) {
   if (error == std::errc::no_such_file_or_directory) return Status::STORE_NOT_FOUND;
   if (error) return Failed(file, "read", error.message());
   if (ParseRecord(text, record)) return Status::SUCCESS;
-  Failed(file, "read", "damaged or of an unknown format");
+  if (IsOfAnotherFormat(text)) return Failed(file, "read", "written by another version of the client");
+  Failed(file, "read", "damaged");
   return Status::RECOVER_FAILED;
 }
 

@@ -52,7 +52,8 @@ class StoreFolder {
   FileDescriptor lock_;
 };
 
-// SUCCESS; STORE_NOT_FOUND when no store was created in the folder; RECOVER_FAILED: damaged; DB_ERROR.
+// SUCCESS; STORE_NOT_FOUND when no store was created in the folder; RECOVER_FAILED: damaged; DB_ERROR, also
+// for a record of another format.
 Status ReadRecord(const std::filesystem::path& folder, StoreRecord& record);
 // Makes the store exist.
 Status WriteRecord(const std::filesystem::path& folder, const StoreRecord& record);

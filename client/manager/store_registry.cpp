@@ -13,8 +13,8 @@
 #include "engine/engine.h"
 #include "manager/exit_handler.h"
 #include "manager/folder_watch.h"
-#include "manager/key_ring.h"
 #include "manager/recovery.h"
+#include "manager/store_engine.h"
 #include "schema/catalog.h"
 #include "schema/schema.h"
 #include "store/failure_link.h"
@@ -101,30 +101,6 @@ FolderLock LockModeOf(const std::filesystem::path& store) {
   return IsReadOnly(store) ? FolderLock::kTryShared : FolderLock::kTry;
 }
 
-// Opens the engine of a store, or creates that of a new one and completes the record.
-Status OpenEngineIn(const std::filesystem::path& folder, bool create, bool backup, StoreRecord& record,
-                    const std::shared_ptr<FailureLink>& link, std::unique_ptr<Engine>& engine) {
-  const Settings* settings = nullptr;
-  Status status = FindSettings(settings);
-  SecretKey key;
-  if (status == Status::SUCCESS && record.traits.encrypted) {
-    status = create ? NewStoreKey(*settings, key, record.wrappedKey)
-                    : UnwrapStoreKey(*settings, record.wrappedKey, key);
-  }
-  if (status != Status::SUCCESS) return status;
-  EngineOptions options;
-  options.folder = folder;
-  options.create = create;
-  options.key = record.traits.encrypted ? &key : nullptr;
-  options.syncCommits = settings->durability == Durability::kPower;
-  options.memoryBudget = settings->memoryBudget;
-  options.failed = [link] { link->Report(); };
-  options.readOnly = IsReadOnly(folder);
-  if (backup && !options.readOnly) options.backups = BackupsOf(folder);
-  options.backupInterval = settings->backupInterval;
-  return OpenEngine(options, engine);
-}
-
 // What the folder holds, or the beginning of a new store. RECOVER_FAILED: the store is damaged.
 Status ReadOrBegin(const StoreFolder& folder, const StoreTraits& wanted, const Options& options,
                    StoreRecord& record, bool& is_new) {
@@ -138,9 +114,7 @@ Status ReadOrBegin(const StoreFolder& folder, const StoreTraits& wanted, const O
     record.traits = wanted;
     return folder.BeginCreation();
   }
-  if (status == Status::SUCCESS) status = CheckTraits(record.traits, wanted);
-  const bool recovers = backed_up || options.backup;
-  return status == Status::SUCCESS && recovers && IsMarkedDamaged(path) ? Status::RECOVER_FAILED : status;
+  return status == Status::SUCCESS ? CheckTraits(record.traits, wanted) : status;
 }
 
 // What is left to do once the store has proved to work.
@@ -236,9 +210,7 @@ Status StoreRegistry::OpenSlot(Slot& slot, const std::filesystem::path& path, co
   }
   std::optional<StoreFolder> folder;
   Status status = StoreFolder::Lock(path, LockModeOf(path), folder);
-  if (status == Status::SUCCESS) status = OpenFolder(*folder, wanted, options, slot.store);
-  if (status == Status::RECOVER_FAILED)
-    status = read_only ? Status::DB_ERROR : Recover(path, wanted, options);
+  if (status == Status::SUCCESS) status = OpenOrRecover(*folder, wanted, options, slot.store);
   if (status != Status::SUCCESS) return status;
   slot.folder = std::move(folder);
   WatchFolders(path);
@@ -246,6 +218,20 @@ Status StoreRegistry::OpenSlot(Slot& slot, const std::filesystem::path& path, co
   if (!slot.folder->IsThere()) slot.store->FailEngine();
   CloseStoresAtExit();
   return Status::SUCCESS;
+}
+
+Status StoreRegistry::OpenOrRecover(const StoreFolder& folder, const StoreTraits& wanted,
+                                    const Options& options, std::shared_ptr<Store>& store) {
+  const std::filesystem::path& path = folder.Path();
+  const bool marked = IsMarkedDamaged(path);
+  const bool recovers = options.backup || HasBackups(BackupsOf(path));
+  Status status = marked && recovers ? Status::RECOVER_FAILED : OpenFolder(folder, wanted, options, store);
+  if (status != Status::RECOVER_FAILED) return status;
+  if (IsReadOnly(path)) return Status::DB_ERROR;
+  status = Recover(path, wanted, options);
+  // Who does not insist on backups gets to what can still be read.
+  const bool salvages = status == Status::RECOVER_FAILED && marked && !options.backup;
+  return salvages ? OpenFolder(folder, wanted, options, store) : status;
 }
 
 // RECOVER_FAILED: the store is damaged.
@@ -263,7 +249,9 @@ Status StoreRegistry::OpenFolder(const StoreFolder& folder, const StoreTraits& w
   const std::filesystem::path& path = folder.Path();
   const auto link = std::make_shared<FailureLink>();
   std::unique_ptr<Engine> made;
-  status = OpenEngineIn(path, is_new, options.backup, record, link, made);
+  EngineUse use{is_new, IsReadOnly(path), {}, [link] { link->Report(); }};
+  if (options.backup && !use.readOnly) use.backups = BackupsOf(path);
+  status = OpenStoreEngine(path, std::move(use), record, made);
   if (status != Status::SUCCESS) return status;
   Engine& engine = *made;
   auto opened = std::make_shared<Store>(path.filename().string(), wanted, std::move(made), device.deviceId,

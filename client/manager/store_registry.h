@@ -79,6 +79,8 @@ class StoreRegistry {
 
   Status OpenSlot(Slot& slot, const std::filesystem::path& path, const StoreTraits& wanted,
                   const Options& options);
+  Status OpenOrRecover(const StoreFolder& folder, const StoreTraits& wanted, const Options& options,
+                       std::shared_ptr<Store>& store);
   Status OpenFolder(const StoreFolder& folder, const StoreTraits& wanted, const Options& options,
                     std::shared_ptr<Store>& store);
   static Status Recover(const std::filesystem::path& path, const StoreTraits& wanted, const Options& options);

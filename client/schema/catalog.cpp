@@ -6,7 +6,9 @@
 
 #include "common/limits.h"
 #include "common/log.h"
+#include "document/json.h"
 #include "store/record.h"
+#include "store/stored_entry.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -24,11 +26,6 @@ std::string TwoBytes(size_t number) {
 
 std::string StateKey(uint16_t number) {
   return std::string(kIndexStates).append(TwoBytes(number));
-}
-
-Status Damaged(const char* what) {
-  __android_log_print(KORA_LOG_ERROR, kLogTag, "%s is damaged", what);
-  return Status::RECOVER_FAILED;
 }
 
 std::string Describe(const IndexPaths& paths) {
@@ -52,7 +49,7 @@ Status ListIndexes(const Engine& engine, std::vector<KeptIndex>& indexes) {
   for (; cursor->Valid(); cursor->Next()) {
     const Bytes number = cursor->Key().substr(kIndexStates.size());
     const Bytes value = cursor->Value();
-    if (number.size() != sizeof(uint16_t) || value.empty()) return Damaged("an index's state");
+    if (number.size() != sizeof(uint16_t) || value.empty()) return EntryIsDamaged("an index's state");
     const auto high = static_cast<unsigned char>(number[0]);
     const auto low = static_cast<unsigned char>(number[1]);
     indexes.push_back({static_cast<uint16_t>(high << kByteBits | low), value.front() == kComplete,
@@ -79,7 +76,8 @@ Status VisitRecords(const Engine& engine, Visit visit) {
   const std::unique_ptr<Cursor> cursor = engine.Entries(kRecordSpace);
   for (; cursor->Valid(); cursor->Next()) {
     const std::optional<Record> record = ParseRecord(cursor->Value());
-    const Status status = record ? visit(KeyOfRecord(cursor->Key()), record->value) : Damaged("a record");
+    const Status status =
+        record ? visit(KeyOfRecord(cursor->Key()), record->value) : EntryIsDamaged("a record");
     if (status != Status::SUCCESS) return status;
   }
   return cursor->Result();
@@ -138,6 +136,13 @@ Status Mismatch(const char* reason) {
   return Status::SCHEMA_MISMATCH;
 }
 
+// Every schema is one, whatever its members mean.
+bool IsObject(const std::string& text) {
+  JsonParser parser;
+  const std::optional<JsonElement> root = parser.Parse(text);
+  return root && root->is_object();
+}
+
 bool IsSame(const Schema& left, const Schema& right) {
   return left.DifferenceFrom(right) == nullptr && right.DifferenceFrom(left) == nullptr &&
          left.Indexes() == right.Indexes();
@@ -180,7 +185,8 @@ Status Catalog::ReadSchema(const Engine& engine) {
   const Status status = engine.Get(kSchemaKey, [&text](Bytes stored) { text = stored; });
   if (status == Status::KEY_NOT_FOUND) return Status::SUCCESS;
   if (status != Status::SUCCESS) return status;
-  return Schema::Parse(text, schema_) == Status::SUCCESS ? Status::SUCCESS : Damaged("the schema");
+  if (Schema::Parse(text, schema_) == Status::SUCCESS) return status;
+  return IsObject(text) ? EntryIsOfAnotherVersion("the schema") : EntryIsDamaged("the schema");
 }
 
 // Values may break a rule that nothing has checked so far: so all of them are looked at.

@@ -27,9 +27,9 @@ namespace KORA::DistributedKv::Client {
 class Catalog {
  public:
   // Reads what the store keeps, takes `wanted` over where that extends it, and completes the indexes. An
-  // empty text wants nothing. SUCCESS, INVALID_SCHEMA, SCHEMA_MISMATCH, DB_ERROR; RECOVER_FAILED: what the
-  // store keeps is damaged. The failures leave a line in the log, and all but DB_ERROR and RECOVER_FAILED
-  // leave the store as it was.
+  // empty text wants nothing. SUCCESS, INVALID_SCHEMA, SCHEMA_MISMATCH; DB_ERROR, also where the
+  // store has a schema of another version; RECOVER_FAILED: what the store keeps is damaged. The failures
+  // leave a line in the log, and all but DB_ERROR and RECOVER_FAILED leave the store as it was.
   Status Load(Engine& engine, const std::string& wanted);
 
   // Whether a store that is open with this catalog may be opened once more: SUCCESS, INVALID_SCHEMA,

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "common/big_endian.h"
-#include "common/log.h"
+#include "store/stored_entry.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -13,8 +13,7 @@ namespace {
 constexpr uint8_t kFormat = 1;
 
 Status Damaged() {
-  __android_log_print(KORA_LOG_ERROR, kLogTag, "the log of local changes is damaged");
-  return Status::RECOVER_FAILED;
+  return EntryIsDamaged("the log of local changes");
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
 #include <optional>
 
 #include "common/limits.h"
-#include "common/log.h"
 #include "store/record.h"
+#include "store/stored_entry.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -17,12 +17,13 @@ constexpr Version kAhead = Version{1000} << kVersionCounterBits;
 
 Status StoredClock::Load(const View& view) {
   std::optional<Version> bound = 0;
-  const Status status = view.Get(kClockKey, [&bound](Bytes stored) { bound = ParseVersion(stored); });
+  bool longer = false;
+  const Status status = view.Get(kClockKey, [&](Bytes stored) {
+    bound = ParseVersion(stored);
+    longer = stored.size() > sizeof(Version);
+  });
   if (status == Status::DB_ERROR) return status;
-  if (!bound) {
-    __android_log_print(KORA_LOG_ERROR, kLogTag, "the clock of a store is damaged");
-    return Status::RECOVER_FAILED;
-  }
+  if (!bound) return longer ? EntryIsOfAnotherVersion("the clock") : EntryIsDamaged("the clock");
   clock_.Advance(*bound);
   bound_ = *bound;
   return Status::SUCCESS;

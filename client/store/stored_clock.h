@@ -15,7 +15,8 @@ class StoredClock {
  public:
   explicit StoredClock(HybridClock::Source milliseconds) : clock_(0, std::move(milliseconds)) {}
 
-  // SUCCESS; RECOVER_FAILED: the bound is damaged; DB_ERROR. A bound that was never stored is 0.
+  // SUCCESS; RECOVER_FAILED: the bound is damaged; DB_ERROR, also for one of another format. A bound that was
+  // never stored is 0.
   Status Load(const View& view);
 
   Version Next() { return clock_.Next(); }

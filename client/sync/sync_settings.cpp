@@ -6,6 +6,7 @@
 #include "common/big_endian.h"
 #include "common/limits.h"
 #include "common/log.h"
+#include "store/stored_entry.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -13,6 +14,7 @@ namespace {
 
 constexpr Bytes kSyncKey = "msync";
 constexpr char kFormat = 1;
+constexpr const char* kWhat = "the entry for synchronisation";
 
 void AppendLabels(const Labels& labels, std::string& out) {
   AppendBigEndian(static_cast<uint16_t>(labels.size()), out);
@@ -71,13 +73,14 @@ Status CheckLabels(const Labels& labels) {
 
 Status StoredSyncSettings::Load(const View& engine) {
   std::optional<SyncSettings> settings = SyncSettings();
-  const Status status =
-      engine.Get(kSyncKey, [&settings](Bytes stored) { settings = ParseSyncSettings(stored); });
+  char format = kFormat;
+  const Status status = engine.Get(kSyncKey, [&](Bytes stored) {
+    settings = ParseSyncSettings(stored);
+    if (!stored.empty()) format = stored.front();
+  });
   if (status == Status::DB_ERROR) return status;
-  if (!settings) {
-    __android_log_print(KORA_LOG_ERROR, kLogTag, "the settings for synchronisation are damaged");
-    return Status::RECOVER_FAILED;
-  }
+  if (format != kFormat) return EntryIsOfAnotherVersion(kWhat);
+  if (!settings) return EntryIsDamaged(kWhat);
   const std::lock_guard<std::mutex> lock(mutex_);
   settings_ = std::move(*settings);
   return Status::SUCCESS;

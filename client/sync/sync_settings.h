@@ -42,7 +42,8 @@ Status CheckLabels(const Labels& labels);
 // The settings of one open store. Any thread may call.
 class StoredSyncSettings {
  public:
-  // SUCCESS, DB_ERROR; RECOVER_FAILED: they are damaged. What was never stored has the defaults.
+  // SUCCESS; DB_ERROR, also for those of another format; RECOVER_FAILED: they are damaged. What was never
+  // stored has the defaults.
   Status Load(const View& engine);
 
   SyncSettings Get() const;

@@ -4,6 +4,7 @@
 #include <functional>
 #include <random>
 
+#include "common/crypto.h"
 #include "engine/engine.h"
 #include "support.h"
 
@@ -164,19 +165,44 @@ TEST_F(Damage, ADiskThatCannotBeReadIsNotTakenForDamage) {
   ExpectFilled(*Open("store", WithBackup()));
 }
 
-TEST_F(Damage, OfWhatAStoreKeepsAboutItselfIsRecovered) {
-  for (const char* key : {"mclock", "msync", "mschema", "mindex/x"}) {
-    SCOPED_TRACE(key);
-    Fill(WithBackup());
-    auto engine = OpenRaw(Folder("store"));
-    const auto batch = engine->NewBatch();
-    batch->Put(key, "?", {});
-    EXPECT_EQ(batch->Commit(), Status::SUCCESS);
-    engine.reset();
-    Open("store", WithBackup(), Status::RECOVER_SUCCESS);
-    ExpectFilled(*Open("store", WithBackup()));
-    EXPECT_EQ(manager_.DeleteKvStore(app_, {"store"}), Status::SUCCESS);
+// Entries about the store; recovered by a backup that does not have the same, and never over and over.
+TEST_F(Damage, OfWhatAStoreKeepsAboutItselfIsToldFromWhatAnotherVersionWrote) {
+  const struct {
+    const char* key;
+    std::string value;
+    bool damaged;
+  } entries[] = {
+      {"mclock", "?", true},   {"mclock", std::string(9, '?'), false},
+      {"msync", "\1", true},   {"msync", "\2", false},
+      {"mschema", "?", true},  {"mschema", R"({"version": 2})", false},
+      {"mindex/x", "?", true},
+  };
+  for (const auto& [key, value, damaged] : entries) {
+    for (const bool backed_up : {false, true}) {
+      SCOPED_TRACE(key + value + (backed_up ? " backed up" : ""));
+      Fill(WithBackup());
+      auto engine = OpenRaw(Folder("store"), false, backed_up ? Backups() : fs::path());
+      const auto batch = engine->NewBatch();
+      batch->Put(key, value, {});
+      EXPECT_EQ(batch->Commit(), Status::SUCCESS);
+      engine->StartBackups();
+      engine.reset();
+      const bool recovered = damaged && !backed_up;
+      const Status refused = damaged ? Status::RECOVER_FAILED : Status::DB_ERROR;
+      for (const Options& options : {Creating(), WithBackup()}) {
+        if (!recovered) Open("store", options, refused);
+      }
+      EXPECT_FALSE(fs::exists(Backups() / "damaged"));
+      if (recovered) {
+        Open("store", WithBackup(), Status::RECOVER_SUCCESS);
+        ExpectFilled(*Open("store", WithBackup()));
+      }
+      EXPECT_EQ(manager_.DeleteKvStore(app_, {"store"}), Status::SUCCESS);
+    }
   }
+  Fill(WithBackup());
+  std::ofstream(Folder("store") / "STORE") << Client::WithChecksum("format=2\nkind=single\nsecurity=0\n");
+  Open("store", WithBackup(), Status::DB_ERROR);
 }
 
 TEST_F(Damage, ABackupHasWhatWasWrittenBeforeItWithoutTheOption) {
@@ -199,6 +225,16 @@ TEST_F(Damage, FoundWhileReadingIsRecoveredNextTime) {
     }
   }
   ExpectFilled(*Open("store", WithBackup()));
+}
+
+TEST_F(Damage, FoundWhileReadingLeavesTheRestToWhoAsksForNoBackup) {
+  Fill(WithBackup());
+  Flip(Files(".sst").at(0), 80'000);
+  for (const auto& entry : fs::directory_iterator(Backups() / "shared_checksum")) Flip(entry.path(), 80'000);
+  std::vector<Entry> entries;
+  EXPECT_EQ(Open("store", Creating())->GetEntries(B(""), entries), Status::DB_ERROR);
+  Open("store", WithBackup(), Status::RECOVER_FAILED);
+  EXPECT_EQ(Get(*Open("store", Creating()), "key0"), ValueOf("value ", 0));
 }
 
 TEST_F(Damage, ARecoveryThatWasCutOffIsDoneAgain) {

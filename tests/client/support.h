@@ -40,12 +40,15 @@ Pairs ToPairs(const Entries& entries) {
 }
 
 // The database in a folder, without a store around it; made where there is none.
-inline std::unique_ptr<Client::Engine> OpenRaw(const std::filesystem::path& folder, bool readOnly = false) {
+inline std::unique_ptr<Client::Engine> OpenRaw(const std::filesystem::path& folder, bool readOnly = false,
+                                               const std::filesystem::path& backups = {}) {
   std::filesystem::create_directories(folder);
   Client::EngineOptions options;
   options.folder = folder;
   options.create = std::filesystem::is_empty(folder);
   options.readOnly = readOnly;
+  options.backups = backups;
+  options.backupInterval = std::chrono::hours(1);
   options.memoryBudget = 8 << 20;
   std::unique_ptr<Client::Engine> engine;
   EXPECT_EQ(Client::OpenEngine(options, engine), Status::SUCCESS);
