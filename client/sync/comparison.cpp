@@ -14,6 +14,9 @@ constexpr size_t kSlice = 512;
 
 void Comparison::Start(Finished finished) {
   finished_ = std::move(finished);
+  // A push that is under way may reach the hub after it was read, and leave the log before the replica is
+  // looked through: so what is logged now counts as pending to the end.
+  if (pending_.Refresh() != Status::SUCCESS) return End(HubResult::kUnavailable);
   const KeyRange markers = RangeOfPrefix(context_.keys.Markers());
   context_.hub.Range({markers.begin, markers.end},
                      lifetime_.Guard([this, acknowledged = context_.state.acknowledged](RangeAnswer answer) {

@@ -67,7 +67,8 @@ Status Pusher::Fill(Batch& batch) {
     }
     if (status != Status::SUCCESS) return status;
   }
-  if (whole.upTo == 0) return Status::SUCCESS;
+  // The first commit that has anything to push is too large: it goes in pieces.
+  if (whole.records == 0) return Status::SUCCESS;
   batch.records.resize(whole.records);
   batch.large.resize(whole.large);
   batch.upTo = whole.upTo;

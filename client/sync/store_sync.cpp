@@ -157,7 +157,7 @@ void StoreSync::SetRules(AdmissionRules rules) {
 
 void StoreSync::ScheduleFence() {
   context_.timers.After(context_.options.fenceEvery, lifetime_.Guard([this] {
-    if (puller_.IsInStep()) puller_.Fence([] {});
+    if (puller_.IsInStep()) puller_.Fence([this] { Work(); });
     ScheduleFence();
   }));
 }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <utility>
@@ -25,9 +26,11 @@ class Timers {
     return waiting_.empty() ? std::nullopt : std::optional(waiting_.begin()->first);
   }
 
+  // Runs what is due. What that adds waits for the next call, even if it is due at once: so work that goes on
+  // step by step keeps nobody else out.
   void Advance(Moment now) {
     now_ = now;
-    while (!waiting_.empty() && waiting_.begin()->first <= now_) {
+    for (auto due = std::distance(waiting_.begin(), waiting_.upper_bound(now_)); due > 0; --due) {
       const std::function<void()> run = std::move(waiting_.begin()->second);
       waiting_.erase(waiting_.begin());
       run();

@@ -19,7 +19,7 @@ void Upkeep::Run() {
   now_ = context_.replica.NextVersion();
   lastTombstone_.clear();
   nextPart_ = context_.keys.Parts();
-  AskTombstones();
+  AskParts();
 }
 
 void Upkeep::Stop() {
@@ -34,7 +34,7 @@ void Upkeep::AskTombstones() {
   std::vector<Held> held;
   const Status status = context_.replica.Tombstones(before, lastTombstone_, kPage, held);
   if (status != Status::SUCCESS) return End();
-  if (held.empty()) return AskParts();
+  if (held.empty()) return End();
   lastTombstone_ = held.back().key;
   std::vector<std::string> keys;
   keys.reserve(held.size());
@@ -43,7 +43,11 @@ void Upkeep::AskTombstones() {
 }
 
 void Upkeep::EndTombstones(const RangeAnswer& answer) {
-  if (answer.result != HubResult::kDone || writer_.IsBusy()) return End();
+  if (answer.result != HubResult::kDone) return End();
+  if (writer_.IsBusy()) {
+    return context_.timers.After(context_.options.firstBackoff,
+                                 lifetime_.Guard([this, answer] { EndTombstones(answer); }));
+  }
   const Version before = AgoOf(now_, context_.options.tombstoneLife + context_.options.clockError);
   Transaction transaction;
   for (const HubEntry& entry : answer.entries) {
@@ -70,25 +74,34 @@ void Upkeep::AskParts() {
   context_.hub.Range(request, lifetime_.Guard([this](RangeAnswer answer) { JudgeParts(std::move(answer)); }));
 }
 
-// Parts without their record may be those of a device that is about to write it: that one gets time.
 void Upkeep::JudgeParts(RangeAnswer answer) {
-  if (answer.result != HubResult::kDone || answer.entries.empty()) return End();
+  if (answer.result != HubResult::kDone) return End();
+  if (answer.entries.empty()) return AskTombstones();
   nextPart_ = answer.entries.back().key + '\0';
-  const Version before = AgoOf(now_, context_.options.clockError);
-  std::vector<HubEntry> old;
+  std::vector<HubEntry> named;
   std::vector<std::string> records;
   for (HubEntry& entry : answer.entries) {
     const auto name = ParsePartKey(context_.keys.Parts(), entry.key);
-    if (!name || name->stamp.version >= before) continue;
+    if (!name) continue;
     records.push_back(context_.keys.Record(name->key));
-    old.push_back(std::move(entry));
+    named.push_back(std::move(entry));
   }
   std::sort(records.begin(), records.end());
   records.erase(std::unique(records.begin(), records.end()), records.end());
   if (records.empty()) return AskParts();
-  context_.hub.Get(records, lifetime_.Guard([this, old = std::move(old)](const RangeAnswer& found) {
-    DropParts(old, found);
+  context_.hub.Get(records, lifetime_.Guard([this, named = std::move(named)](const RangeAnswer& found) {
+    DropParts(named, found);
   }));
+}
+
+// Parts that are newer than their record may be those of a device that is about to write it: that one gets
+// time. A record of a later format may need any.
+bool Upkeep::IsNeeded(const Stamp& part, const HubEntry* entry) const {
+  const auto record = entry ? ParseRecord(entry->value) : std::nullopt;
+  if (entry && !record) return true;
+  if (record && record->content.stamp == part) return record->inParts;
+  const bool replaced = record && part < record->content.stamp;
+  return !replaced && part.version >= AgoOf(now_, context_.options.clockError);
 }
 
 void Upkeep::DropParts(const std::vector<HubEntry>& parts, const RangeAnswer& records) {
@@ -100,10 +113,9 @@ void Upkeep::DropParts(const std::vector<HubEntry>& parts, const RangeAnswer& re
     const std::string recordKey = context_.keys.Record(name->key);
     const auto record = std::find_if(records.entries.begin(), records.entries.end(),
                                      [&recordKey](const HubEntry& entry) { return entry.key == recordKey; });
-    const bool found = record != records.entries.end();
-    const auto parsed = found ? ParseRecord(record->value) : std::nullopt;
-    if (parsed && parsed->inParts && parsed->content.stamp == name->stamp) continue;
-    judged[recordKey] = found ? record->modified : 0;
+    const HubEntry* const found = record == records.entries.end() ? nullptr : &*record;
+    if (IsNeeded(name->stamp, found)) continue;
+    judged[recordKey] = found ? found->modified : 0;
     transaction.conditions.push_back({part.key, Condition::Kind::kEqual, part.modified});
     transaction.operations.push_back({part.key, std::nullopt});
   }

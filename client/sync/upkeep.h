@@ -13,6 +13,7 @@
 namespace KORA::DistributedKv::Client::Sync {
 
 // One round at a time, while the replica is in step. A failure ends the round; the next one begins anew.
+// Parts come first: to drop them is all that a full hub allows.
 class Upkeep {
  public:
   Upkeep(Context& context, MarkedWriter& writer) : context_(context), writer_(writer) {}
@@ -26,6 +27,7 @@ class Upkeep {
   void NextTombstones();
   void AskParts();
   void JudgeParts(RangeAnswer answer);
+  bool IsNeeded(const Stamp& part, const HubEntry* entry) const;
   void DropParts(const std::vector<HubEntry>& parts, const RangeAnswer& records);
   void End() { running_ = false; }
 

@@ -68,7 +68,9 @@ TransactionAnswer SimHub::Commit(const Transaction& transaction) {
                                                                  : modified <= condition.modified;
     if (!holds) answer.result = HubResult::kRefused;
   }
-  if (answer.result == HubResult::kDone && full_) answer.result = HubResult::kFull;
+  const bool grows = std::any_of(transaction.operations.begin(), transaction.operations.end(),
+                                 [](const Operation& operation) { return operation.value.has_value(); });
+  if (answer.result == HubResult::kDone && full_ && grows) answer.result = HubResult::kFull;
   if (answer.result != HubResult::kDone) return answer;
   answer.modified.clear();
   Apply(transaction.operations);

@@ -157,11 +157,30 @@ TEST_F(SyncTest, LargeValuesTravelInPartsThatGoWithThem) {
   EXPECT_TRUE(two.Get("large") == value);
   EXPECT_TRUE(two.Get("other") == value + "2");
 
+  const StoreKeys keys("space/app/store/");
+  const auto countParts = [&] {
+    const KeyRange parts = RangeOfPrefix(keys.Parts());
+    return hub_.Range({parts.begin, parts.end}).entries.size();
+  };
+  constexpr Moment kHour = Moment{3600} * 1000;
+  EXPECT_EQ(countParts(), 10U);
+  Run(6 * kHour);
+  EXPECT_EQ(countParts(), 10U);
+  // Those of what was replaced need no time; of records of a later format nothing is known.
   one.Write({{"large", "short"}, {"other", std::nullopt}});
-  Run(Moment{20} * 3600 * 1000);
+  Run(kHour);
+  const Stamp older{ToVersion(kStart), "one"};
+  const Stamp newer{ToVersion(kStart + schedule_.Now()), "one"};
+  hub_.Commit({{},
+               {{keys.Record("later"), "\x7f"},
+                {keys.Part("later", older, 0), "part"},
+                {keys.Part("large", newer, 0), "of what is about to be written"}}});
+  hub_.SetFull(true);
+  Run(5 * kHour);
   EXPECT_EQ(two.Get("large"), "short");
-  const KeyRange parts = RangeOfPrefix(StoreKeys("space/app/store/").Parts());
-  EXPECT_EQ(hub_.Range({parts.begin, parts.end}).entries.size(), 0U);
+  EXPECT_EQ(countParts(), 2U);
+  Run(20 * kHour);
+  EXPECT_EQ(countParts(), 1U);
 }
 
 TEST_F(SyncTest, ACommitLargerThanATransactionArrivesWhole) {
@@ -200,6 +219,53 @@ TEST_F(SyncTest, CommitsAreSeenWhole) {
     }
   }
   EXPECT_EQ(two.Get(name(kCommits - 1, 0)), "v");
+}
+
+// The hub is read, then the push arrives there and leaves the log, then the replica is looked through.
+TEST_F(SyncTest, WhatIsPushedDuringAComparisonIsNotTakenForDeleted) {
+  Device& one = Add("one");
+  one.line.Faults().delay = 30;
+  for (int i = 0; i < 40; ++i) {
+    const std::string key = std::to_string(i);
+    one.Write({{key, "v"}});
+    Run(static_cast<Moment>(i));
+    AdmissionRules others;  // but of no effect
+    others.remote = {key};
+    one.sync.SetRules(others);
+    for (int ms = 0; ms < 300; ++ms) {
+      Run(1);
+      ASSERT_EQ(one.Get(key), "v") << i;
+    }
+  }
+}
+
+// The first commit has nothing left to push, and the second one is larger than a transaction.
+TEST_F(SyncTest, ALargeCommitIsPushedBehindWhatItOvertook) {
+  Device& one = Add("one");
+  Device& two = Add("two");
+  one.line.SetUp(false);
+  one.Write({{"key0", "old"}});
+  std::vector<DeviceReplica::Change> changes;
+  for (size_t i = 0; i < kMaxOperations + 40; ++i) changes.emplace_back("key" + std::to_string(i), "v");
+  one.Write(changes);
+  one.line.SetUp(true);
+  Run(20'000);
+  EXPECT_EQ(two.replica.Records().size(), changes.size());
+  EXPECT_EQ(two.Get("key0"), "v");
+}
+
+TEST(TimersTest, WhatGoesOnAtOnceWaitsForTheNextTurn) {
+  Timers timers;
+  int steps = 0;
+  const std::function<void()> step = [&] {
+    if (++steps < 100) timers.After(0, step);
+  };
+  timers.After(0, step);
+  timers.Advance(5);
+  EXPECT_EQ(steps, 1);
+  EXPECT_LE(*timers.Next(), 5U);
+  timers.Advance(5);
+  EXPECT_EQ(steps, 2);
 }
 
 // A device that was away for longer than they live goes by what the hub has.

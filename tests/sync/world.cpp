@@ -77,7 +77,8 @@ struct World::Device {
   const std::unique_ptr<DeviceReplica> replica;
   SimLine line;
   std::unique_ptr<Process> process;
-  std::vector<Op*> undurable;  // what a crash would take
+  std::vector<Op*> undurable;                            // what a crash would take
+  std::optional<std::pair<std::string, Stamp>> written;  // last: a key, and the write
 };
 
 World::Process::Process(World& owner, Device& device)
@@ -125,6 +126,7 @@ void World::Note(const std::string& line) {
 }
 
 void World::Fail(const std::string& what) {
+  if (!failure_) Note("fails: " + what);
   if (!failure_) failure_ = what;
 }
 
@@ -172,6 +174,7 @@ void World::StepTo(Moment now) {
   schedule_.Step(now);
   for (const auto& device : devices_) {
     if (device->process) device->process->timers.Advance(now);
+    CheckKept(*device);
   }
 }
 
@@ -196,6 +199,7 @@ void World::Act() {
   Device& device = AnyDevice();
   const uint64_t chance = random_.Below(100);
   if (chance < 55) return Write(device);
+  if (chance < 57) return ChangeRules(device);
   if (chance < 62) return CallSync(device, random_.Between(1, 20) * kSecond, false);
   if (chance < 72) return MakeDurable(device);
   if (chance < 76) return Crash(device);
@@ -239,7 +243,19 @@ void World::Write(Device& device) {
     ops.push_back({{{version, device.name}, !value, value.value_or("")}, false});
     device.undurable.push_back(&ops.back());
   }
+  device.written = {changes.front().first, {version, device.name}};
   device.process->sync.OnCommit();
+}
+
+// While something is pushed. The rules say the same in another way: so the replica is compared with the hub.
+void World::ChangeRules(Device& device) {
+  Write(device);
+  RunUntil(schedule_.Now() + random_.Below(200));
+  if (!device.process) return;
+  AdmissionRules rules;
+  rules.remote = {std::to_string(lastValue_)};
+  Note(device.name + " has other rules");
+  device.process->sync.SetRules(rules);
 }
 
 void World::CallSync(Device& device, Moment timeout, bool mustSucceed) {
@@ -286,6 +302,7 @@ void World::Crash(Device& device) {
   device.replica->Crash();
   for (Op* op : device.undurable) op->lost = true;
   device.undurable.clear();
+  device.written.reset();
 }
 
 // An orderly end, or a line that is cut.
@@ -400,6 +417,15 @@ void World::CheckGroup(const Device& device) {
     stamps.insert(found ? ToText(content.stamp) : "");
   }
   if (stamps.size() > 1) Fail(device.name + " has seen half of a commit");
+}
+
+// What was written here stays until a newer write takes its place: as long as tombstones and the hub do.
+void World::CheckKept(const Device& device) {
+  if (!device.written || mishaps_.restores || mishaps_.longAbsences) return;
+  const auto& [key, stamp] = *device.written;
+  Content content;
+  if (device.replica->Read(key, content) != Status::SUCCESS || content.stamp < stamp)
+    Fail(device.name + " has dropped its own write of " + key);
 }
 
 // Every replica has what the hub has, and nothing else.

@@ -57,6 +57,7 @@ class World {
   void EndProcess(Device& device);
   void Act();
   void Write(Device& device);
+  void ChangeRules(Device& device);
   std::vector<DeviceReplica::Change> DrawChanges();
   void CallSync(Device& device, Moment timeout, bool mustSucceed);
   void MakeDurable(Device& device);
@@ -71,6 +72,7 @@ class World {
   void CheckReplaced(const std::string& hubKey, const std::string& before, const std::string* after);
   void NotePurge(const std::string& key, const HubRecord& last);
   void CheckGroup(const Device& device);
+  void CheckKept(const Device& device);
   void CheckEqual();
   void CheckWinners();
   void CheckWinner(const std::string& key, const std::vector<Op>& ops);
