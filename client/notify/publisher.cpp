@@ -72,6 +72,22 @@ void Publisher::AwaitRoom(Origin origin) {
   roomMade_.notify_all();
 }
 
+bool Publisher::HasRoom(Origin origin) {
+  if (!HasListeners(origin)) return true;
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto now = std::chrono::steady_clock::now();
+  const bool full = !stuck_ && IsFull();
+  if (full && now - asked_.value_or(now) < kWriterPatience) {
+    if (!asked_) asked_ = now;
+    return false;
+  }
+  asked_.reset();
+  if (!full) return true;
+  stuck_ = true;
+  roomMade_.notify_all();
+  return true;
+}
+
 void Publisher::Publish(Change&& change, const std::function<SnapshotMaker()>& snapshots) noexcept {
   EnqueueWhatIsMade([&] {
     const size_t entries = change.Entries();

@@ -58,6 +58,9 @@ class Publisher : public CallbackSource,
   // last call. Does not wait on the callback thread. Before the store's lock is taken: observers may want it.
   void AwaitRoom(Origin origin);
 
+  // The same for one thread that can't wait: whether to go on. If not, to be asked again soon.
+  bool HasRoom(Origin origin);
+
   // Takes the change of a commit; under the store's lock, which gives the order. `snapshots`, unless empty,
   // is asked at once for what stays with the change until it is told. Never fails: what finds no room and no
   // memory is dropped.
@@ -116,7 +119,8 @@ class Publisher : public CallbackSource,
   uint64_t nextNumber_ = 0;
   bool scheduled_ = false;
   bool stuck_ = false;  // a writer has waited in vain since the last delivery
-  uint64_t lost_ = 0;   // changes, since the last warning
+  std::optional<std::chrono::steady_clock::time_point> asked_;  // for room, in vain so far
+  uint64_t lost_ = 0;                                           // changes, since the last warning
   std::chrono::steady_clock::time_point warned_;
 };
 

@@ -293,10 +293,13 @@ Sync::LogPosition StoreReplica::LogEnd() {
   return store_->LogEnd();
 }
 
+bool StoreReplica::HasRoom() {
+  return store_->Observers().HasRoom(Origin::kRemote);
+}
+
 Status StoreReplica::Merge(const Sync::Group& group) {
   return Call([&](Store& store) {
     DeviceNumbers devices = devices_;
-    store.Observers().AwaitRoom(Origin::kRemote);
     const Status status = store.WriteBeneath([&](StoreWriter& writer) {
       writer.Advance(group.newest);
       return writer.Merge(

@@ -36,7 +36,7 @@ class StoreReplica : public Sync::Replica {
   Status Log(Sync::LogPosition after, size_t limit, std::vector<Sync::LogEntry>& entries) override;
   Sync::LogPosition LogEnd() override;
   Status CutLog(Sync::LogPosition upTo, const std::string& state) override;
-  // Waits for slow observers to make room, as a local write does.
+  bool HasRoom() override;
   Status Merge(const Sync::Group& group) override;
   Status Forget(const std::string& device, const std::string& state) override;
 

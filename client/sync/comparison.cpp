@@ -1,6 +1,7 @@
 #include "sync/comparison.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace KORA::DistributedKv::Client::Sync {
@@ -9,6 +10,15 @@ namespace {
 
 constexpr size_t kHubPage = 256;
 constexpr size_t kSlice = 512;
+constexpr size_t kGroupBytes = size_t{8}
+                               << 20;  // of values that are merged together; the last one may exceed it
+
+// Of the record's value, wherever it lies.
+size_t ValueSizeOf(const HubEvent& event) {
+  const auto record = ParseRecord(*event.value);
+  if (!record) return 0;
+  return record->inParts ? record->size : record->content.value.size();
+}
 
 }  // namespace
 
@@ -59,11 +69,19 @@ void Comparison::TakePage(RangeAnswer answer) {
     page_.push_back(*After(context_.keys.Records(), entry.key));
     records_.push_back({std::move(entry.key), std::move(entry.value), entry.modified});
   }
-  MergeSlice();
+  MergeRecords();
 }
 
-// The replica's keys up to the end of the page, or as many of them as one group takes. The page's own records
-// go with the first.
+// The page's records, as many of them as one group takes. The replica's keys follow.
+void Comparison::MergeRecords() {
+  auto end = records_.begin();
+  for (size_t bytes = 0; end != records_.end() && bytes < kGroupBytes; ++end) bytes += ValueSizeOf(*end);
+  std::vector<HubEvent> records(std::make_move_iterator(records_.begin()), std::make_move_iterator(end));
+  records_.erase(records_.begin(), end);
+  Merge(std::move(records), {}, [this] { records_.empty() ? MergeSlice() : MergeRecords(); });
+}
+
+// The replica's keys up to the end of the page, or as many of them as one group takes.
 void Comparison::MergeSlice() {
   std::vector<Held> held;
   Status status = context_.replica.Scan(compared_, more_ ? page_.back() : std::string(), kSlice, held);
@@ -74,8 +92,20 @@ void Comparison::MergeSlice() {
   AddAbsent(held, group);
   const bool pageIsDone = held.size() < kSlice;
   compared_ = pageIsDone && more_ ? page_.back() : (held.empty() ? compared_ : held.back().key);
-  intake_.Take(std::exchange(records_, {}), std::move(group), context_.state, &markers_,
-               lifetime_.Guard([this, pageIsDone](HubResult result) { EndSlice(result, pageIsDone); }));
+  Merge({}, std::move(group), [this, pageIsDone] {
+    if (!pageIsDone) return MergeSlice();
+    if (more_) return AskPage();
+    Complete();
+  });
+}
+
+// What follows waits for the next turn: a large replica would nest too deeply, and keep others waiting.
+void Comparison::Merge(std::vector<HubEvent> records, Group group, std::function<void()> then) {
+  intake_.Take(std::move(records), std::move(group), context_.state, &markers_,
+               lifetime_.Guard([this, then = std::move(then)](HubResult result) {
+                 if (result != HubResult::kDone) return End(result);
+                 context_.timers.After(0, lifetime_.Guard(then));
+               }));
 }
 
 void Comparison::AddAbsent(const std::vector<Held>& held, Group& group) const {
@@ -96,14 +126,6 @@ bool Comparison::WasNeverPushed(const Held& record) const {
 
 bool Comparison::IsOnPage(const std::string& key) const {
   return std::binary_search(page_.begin(), page_.end(), key);
-}
-
-void Comparison::EndSlice(HubResult result, bool pageIsDone) {
-  if (result != HubResult::kDone) return End(result);
-  // Not at once: a large replica would nest too deeply, and keep others from their turns.
-  if (!pageIsDone) return context_.timers.After(1, lifetime_.Guard([this] { MergeSlice(); }));
-  if (more_) return AskPage();
-  Complete();
 }
 
 void Comparison::Complete() {

@@ -2,6 +2,7 @@
 // the hub has forgotten what it missed, or that finds a hub of another history.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,11 +36,12 @@ class Comparison {
   void TakeMarkers(RangeAnswer answer, Version acknowledged);
   void AskPage();
   void TakePage(RangeAnswer answer);
+  void MergeRecords();
   void MergeSlice();
+  void Merge(std::vector<HubEvent> records, Group group, std::function<void()> then);
   void AddAbsent(const std::vector<Held>& held, Group& group) const;
   bool WasNeverPushed(const Held& record) const;
   bool IsOnPage(const std::string& key) const;
-  void EndSlice(HubResult result, bool pageIsDone);
   void Complete();
   void End(HubResult result);
 

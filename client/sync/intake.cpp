@@ -8,6 +8,7 @@ namespace KORA::DistributedKv::Client::Sync {
 namespace {
 
 constexpr size_t kLogPage = 1024;
+constexpr Moment kRoomPoll = 10;
 
 // Whether the value has to be fetched in order to judge the record.
 bool IsValueNeeded(const HubRecord& remote, const Content& local) {
@@ -147,6 +148,9 @@ void Intake::AddFetched(const std::string& key, const HubRecord& record, const R
 }
 
 void Intake::Finish() {
+  // The thread is not this store's alone: it must not wait.
+  if (!context_.replica.HasRoom())
+    return context_.timers.After(kRoomPoll, lifetime_.Guard([this] { Finish(); }));
   // A transaction may have been answered while parts were fetched.
   delivery_.next.acknowledged = context_.state.acknowledged;
   delivery_.group.state = Encode(delivery_.next);

@@ -36,6 +36,7 @@ void Puller::Stop() {
   events_.clear();
   waiting_ = 0;
   taking_ = false;
+  due_ = false;
   goals_.clear();
 }
 
@@ -78,7 +79,7 @@ void Puller::Verify(RangeAnswer answer) {
   }
   step_ = Step::kVerified;
   Fence([this] { ComeIntoStep(); });
-  TakeAll();
+  TakeOnNextTurn();
 }
 
 void Puller::ComeIntoStep() {
@@ -140,16 +141,16 @@ void Puller::OnEvents(std::vector<HubEvent> events) {
     events_.push_back(std::move(event));
   }
   if (waiting_ > context_.options.maxWaiting) watch_.reset();
-  if (step_ == Step::kVerified || step_ == Step::kInStep) TakeAll();
+  if (step_ == Step::kVerified || step_ == Step::kInStep) TakeOnNextTurn();
 }
 
-void Puller::TakeAll() {
-  if (draining_) return;
-  draining_ = true;
-  while (!taking_ && !events_.empty()) TakeOne();
-  draining_ = false;
-  const bool drained = !taking_ && events_.empty();
-  if (drained && !watch_ && (step_ == Step::kVerified || step_ == Step::kInStep)) BeginAnew();
+// One delivery in each turn of the thread, which is not this store's alone.
+void Puller::TakeOnNextTurn() {
+  if (std::exchange(due_, true)) return;
+  context_.timers.After(0, session_.Guard([this] {
+    due_ = false;
+    if (!taking_) TakeOne();
+  }));
 }
 
 // Behind what was taken.
@@ -161,15 +162,13 @@ void Puller::BeginAnew() {
 
 // One revision at a time: what one device committed is one change here.
 void Puller::TakeOne() {
-  const Revision revision = events_.front().revision;
-  const auto last = std::find_if(events_.begin(), events_.end(),
-                                 [revision](const HubEvent& event) { return event.revision != revision; });
-  std::for_each(events_.begin(), last, [this](const HubEvent& event) { waiting_ -= SizeOf(event); });
-  std::vector<HubEvent> delivery(std::make_move_iterator(events_.begin()), std::make_move_iterator(last));
-  events_.erase(events_.begin(), last);
-  if (revision <= context_.state.position) return;
+  // What was delivered may come again.
+  while (!events_.empty() && events_.front().revision <= context_.state.position) TakeOut();
+  if (events_.empty() && !watch_ && step_ != Step::kIdle) return BeginAnew();
+  if (events_.empty()) return;
+  std::vector<HubEvent> delivery = TakeOut();
   SyncState next = context_.state;
-  next.position = revision;
+  next.position = delivery.front().revision;
   taking_ = true;
   intake_.Take(std::move(delivery), {}, std::move(next), nullptr, session_.Guard([this](HubResult result) {
     taking_ = false;
@@ -177,8 +176,19 @@ void Puller::TakeOne() {
     if (context_.state.position == 0) return Restart();
     ReachGoals();
     owner_.OnProgress();
-    TakeAll();
+    TakeOnNextTurn();
   }));
+}
+
+// The events of the first revision.
+std::vector<HubEvent> Puller::TakeOut() {
+  const Revision revision = events_.front().revision;
+  const auto last = std::find_if(events_.begin(), events_.end(),
+                                 [revision](const HubEvent& event) { return event.revision != revision; });
+  std::for_each(events_.begin(), last, [this](const HubEvent& event) { waiting_ -= SizeOf(event); });
+  std::vector<HubEvent> taken(std::make_move_iterator(events_.begin()), std::make_move_iterator(last));
+  events_.erase(events_.begin(), last);
+  return taken;
 }
 
 void Puller::Restart() {

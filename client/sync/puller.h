@@ -75,8 +75,9 @@ class Puller : private WatchListener {
   void ComeIntoStep();
   void SetGoal(RangeAnswer answer, Version acknowledged, std::function<void()> reached);
   void ReachGoals();
-  void TakeAll();
+  void TakeOnNextTurn();
   void TakeOne();
+  std::vector<HubEvent> TakeOut();
   void Persist();
   void AskMarkers(Revision revision, Hub::Then<RangeAnswer> then);
   void Restart();
@@ -91,9 +92,9 @@ class Puller : private WatchListener {
   std::unique_ptr<Comparison> comparison_;
   std::unique_ptr<Watch> watch_;
   std::deque<HubEvent> events_;
-  size_t waiting_ = 0;     // their bytes
-  bool taking_ = false;    // a delivery has not finished
-  bool draining_ = false;  // TakeAll runs
+  size_t waiting_ = 0;   // their bytes
+  bool taking_ = false;  // a delivery has not finished
+  bool due_ = false;     // TakeOne comes on the next turn
   std::vector<Goal> goals_;
 };
 

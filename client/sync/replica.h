@@ -91,6 +91,9 @@ class Replica {
   // stored with that.
   virtual Status CutLog(LogPosition upTo, const std::string& state) = 0;
 
+  // Whether observers have kept up, or have let the replica wait in vain. If not, to be asked again soon: a
+  // Merge now could take changes from them that they were not told of yet.
+  virtual bool HasRoom() = 0;
   // Atomically, under the lock that orders local writes, and durable at once or later:
   //   - judges each record against what is held (Judge): kTake stores it as it is, without a log entry, if it
   //     is admitted; kKeep logs the held record, as `requeued` does

@@ -234,6 +234,25 @@ TEST_F(ReplicaTest, AMergeJudgesEachRecordAndIsToldByDevice) {
   EXPECT_EQ(ended.front().key, "unknown");
 }
 
+TEST_F(ReplicaTest, SlowObserversOfMergesAreWaitedForByAsking) {
+  Join();
+  const auto observer = Subscribe(SubscribeType::REMOTE);
+  observer->Hold(true);
+  EXPECT_TRUE(replica_->HasRoom());
+  ASSERT_EQ(Merge({{Written("told", {1, "other"}, "v")}, {}, {}, 0, ""}), Status::SUCCESS);
+  observer->Await(1);  // and holds on to the queue
+  Sync::Group group;
+  for (size_t i = 0; i < kMaxWaitingEntries; ++i)
+    group.records.push_back(Written(std::to_string(i), {2, "other"}, "v"));
+  ASSERT_EQ(Merge(group), Status::SUCCESS);
+  EXPECT_FALSE(replica_->HasRoom());
+  while (!replica_->HasRoom()) std::this_thread::yield();
+  EXPECT_TRUE(replica_->HasRoom()) << "until something is told";
+  observer->Hold(false);
+  observer->Await(2);
+  while (!replica_->HasRoom()) std::this_thread::yield();
+}
+
 TEST_F(ReplicaTest, AMergeGoesBeneathAnOpenTransaction) {
   CloseStore();
   OpenStore(kIndexed);

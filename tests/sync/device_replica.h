@@ -24,6 +24,8 @@ class DeviceReplica : public Replica {
   virtual void Crash() = 0;
   // Merges fail from now on, as with a full disk.
   virtual void SetBroken(bool broken) = 0;
+  // There is no room for what is to be told.
+  virtual void SetSlow(bool slow) = 0;
 };
 
 // By the device's name and its clock, which is milliseconds of the time of day.

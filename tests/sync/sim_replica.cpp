@@ -71,6 +71,9 @@ Status SimReplica::CutLog(LogPosition upTo, const std::string& state) {
 
 Status SimReplica::Merge(const Group& group) {
   if (broken_) return Status::DB_ERROR;
+  size_t bytes = 0;
+  for (const Candidate& candidate : group.records) bytes += candidate.content.value.size();
+  largestMerge_ = std::max(largestMerge_, bytes);
   for (const Candidate& candidate : group.records) {
     const auto held = data_.records.find(candidate.key);
     const Verdict verdict =

@@ -18,6 +18,8 @@ class SimReplica : public DeviceReplica {
   void MakeDurable() override { durable_ = data_; }
   void Crash() override { data_ = durable_; }
   void SetBroken(bool broken) override { broken_ = broken; }
+  void SetSlow(bool slow) override { slow_ = slow; }
+  size_t LargestMerge() const { return largestMerge_; }  // bytes of values
 
   const std::map<std::string, Content>& Records() const { return data_.records; }
 
@@ -30,6 +32,7 @@ class SimReplica : public DeviceReplica {
   Status Log(LogPosition after, size_t limit, std::vector<LogEntry>& entries) override;
   LogPosition LogEnd() override { return data_.logEnd; }
   Status CutLog(LogPosition upTo, const std::string& state) override;
+  bool HasRoom() override { return !slow_; }
   Status Merge(const Group& group) override;
   Status Forget(const std::string& device, const std::string& state) override;
 
@@ -50,6 +53,8 @@ class SimReplica : public DeviceReplica {
   Data data_;
   Data durable_;
   bool broken_ = false;
+  bool slow_ = false;
+  size_t largestMerge_ = 0;
 };
 
 }  // namespace KORA::DistributedKv::Client::Sync

@@ -59,6 +59,7 @@ class StoredReplica : public DeviceReplica {
     Demand(replica_->Merge(durable), "to move its clock");
   }
   void SetBroken(bool broken) override { broken_ = broken; }
+  void SetSlow(bool slow) override { slow_ = slow; }
 
   Version NextVersion() override { return answered_ = replica_->NextVersion(); }
   std::string State() override { return replica_->State(); }
@@ -76,6 +77,7 @@ class StoredReplica : public DeviceReplica {
   }
   LogPosition LogEnd() override { return replica_->LogEnd(); }
   Status CutLog(LogPosition upTo, const std::string& state) override { return replica_->CutLog(upTo, state); }
+  bool HasRoom() override { return !slow_; }
   Status Merge(const Group& group) override { return broken_ ? Status::DB_ERROR : replica_->Merge(group); }
   Status Forget(const std::string& device, const std::string& state) override {
     return replica_->Forget(device, state);
@@ -129,6 +131,7 @@ class StoredReplica : public DeviceReplica {
   std::unique_ptr<StoreReplica> replica_;
   Version answered_ = 0;  // by NextVersion, which a crash does not take back
   bool broken_ = false;
+  bool slow_ = false;
 };
 
 }  // namespace

@@ -183,6 +183,38 @@ TEST_F(SyncTest, LargeValuesTravelInPartsThatGoWithThem) {
   EXPECT_EQ(countParts(), 1U);
 }
 
+TEST_F(SyncTest, JoiningTakesFewLargeValuesAtOnce) {
+  Device& one = Add("one");
+  const std::string value(3 * kPartSize, 'x');
+  for (char key = 'a'; key < 'i'; ++key) one.Write({{std::string(1, key), value}});
+  Run(5000);
+  Device& two = Add("two");
+  EXPECT_EQ(two.replica.Records().size(), 8U);
+  EXPECT_LE(two.replica.LargestMerge(), 3 * value.size());
+}
+
+// The thread is that of all stores.
+TEST_F(SyncTest, DeliveriesKeepNobodyWaitingAndWaitForRoom) {
+  Device& one = Add("one");
+  Device& two = Add("two");
+  two.replica.SetSlow(true);
+  for (int i = 0; i < 5; ++i) {
+    one.Write({{std::to_string(i), "v"}});
+    Run(500);
+  }
+  EXPECT_EQ(two.replica.Records().size(), 0U);
+  one.Write({{"last", "v"}});
+  Run(2000);
+  two.replica.SetSlow(false);
+  size_t before = 0;
+  for (int turn = 0; two.Get("last") == "-" && turn < 100; ++turn) {
+    two.timers.Advance(schedule_.Now() + 10);
+    EXPECT_LE(two.replica.Records().size(), before + 1);
+    before = two.replica.Records().size();
+  }
+  EXPECT_EQ(two.Get("last"), "v");
+}
+
 TEST_F(SyncTest, ACommitLargerThanATransactionArrivesWhole) {
   Device& one = Add("one");
   Device& two = Add("two");

@@ -342,6 +342,10 @@ void World::TroubleHub() {
     DeviceReplica& replica = *AnyDevice().replica;
     replica.SetBroken(true);
     schedule_.After(random_.Below(kMinute), [&replica] { replica.SetBroken(false); });
+  } else {
+    DeviceReplica& replica = *AnyDevice().replica;
+    replica.SetSlow(true);
+    schedule_.After(random_.Below(kMinute), [&replica] { replica.SetSlow(false); });
   }
 }
 
@@ -358,6 +362,7 @@ void World::Heal() {
   for (const auto& device : devices_) {
     device->line.Faults() = {0, 10, 0, 20};
     device->replica->SetBroken(false);
+    device->replica->SetSlow(false);
     Mend(*device);
   }
   // Until nobody has anything to say any more: what one brings in one round the others take in the next.
