@@ -44,6 +44,7 @@ Sync::SyncMode ToMode(SyncMode mode) {
 
 Status ToStatus(Sync::SyncResult result) {
   if (result == Sync::SyncResult::kDone) return Status::SUCCESS;
+  if (result == Sync::SyncResult::kStoreFailed) return Status::DB_ERROR;
   return result == Sync::SyncResult::kClosed ? Status::STORE_NOT_OPEN : Status::ERROR;
 }
 

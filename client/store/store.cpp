@@ -304,9 +304,9 @@ void Store::OnLogged(std::function<void()> hook) {
   writer_.OnLogged(std::move(hook));
 }
 
-Version Store::NextVersion() {
+Status Store::NextVersion(Version& version) {
   const std::lock_guard<std::mutex> lock(writing_);
-  return engine_ ? writer_.NextVersion() : 0;
+  return engine_ ? writer_.NextVersion(version) : Status::STORE_NOT_OPEN;
 }
 
 Status Store::WriteBeneath(const std::function<Status(StoreWriter& writer)>& write) {

@@ -109,7 +109,7 @@ class Store : public std::enable_shared_from_this<Store> {
 
   // For the replica of a joined store.
   const std::string& DeviceId() const { return deviceId_; }
-  Version NextVersion();  // 0: the store is closed
+  Status NextVersion(Version& version);  // STORE_NOT_OPEN: it is closed; DB_ERROR
   Sync::LogPosition LogEnd() const { return writer_.Log().End(); }
   // What is committed, whatever an open transaction has written.
   const View& Committed() const { return *engine_; }

@@ -22,21 +22,21 @@ struct Found {
 };
 
 // SUCCESS; KEY_NOT_FOUND; DB_ERROR for what is no record, too.
-Status FindIn(const View& view, const std::string& engineKey, Found& found) {
+Status FindIn(const View& view, const std::string& storeId, const std::string& engineKey, Found& found) {
   bool whole = true;
   const Status status = view.Get(engineKey, [&](Bytes stored) {
     const std::optional<Record> record = ParseRecord(stored);
     whole = record.has_value();
     if (record) found = {record->version, record->device, false, std::string(record->value)};
   });
-  return whole ? status : Status::DB_ERROR;
+  return whole ? status : DamagedRecord(storeId);
 }
 
 // `view` must not change meanwhile.
-Status FindHeld(const View& view, const std::string& key, Found& found) {
-  Status status = FindIn(view, RecordKey(key), found);
+Status FindHeld(const View& view, const std::string& storeId, const std::string& key, Found& found) {
+  Status status = FindIn(view, storeId, RecordKey(key), found);
   if (status != Status::KEY_NOT_FOUND) return status;
-  status = FindIn(view, TombstoneKey(key), found);
+  status = FindIn(view, storeId, TombstoneKey(key), found);
   found.deleted = status == Status::SUCCESS;
   return status;
 }
@@ -53,8 +53,8 @@ std::unique_ptr<Cursor> EntriesAbove(const View& view, Bytes space, const std::s
 // The commit of a group, as it is written.
 class StoreReplica::Merging {
  public:
-  Merging(const StoreWriter::Foreign& commit, const View& held, DeviceNumbers& devices)
-      : commit_(commit), held_(held), devices_(devices) {}
+  Merging(const StoreWriter::Foreign& commit, const Store& store, DeviceNumbers& devices)
+      : commit_(commit), store_(store), devices_(devices) {}
 
   Status Add(const Sync::Group& group) {
     Status status = Status::SUCCESS;
@@ -76,10 +76,10 @@ class StoreReplica::Merging {
   template <typename Use>
   Status WithHeld(const std::string& key, Use use) {
     Found found;
-    const Status status = FindHeld(held_, key, found);
-    if (status == Status::KEY_NOT_FOUND) return Status::SUCCESS;
+    const Status status = FindHeld(store_.Committed(), store_.Id(), key, found);
+    if (status != Status::SUCCESS) return status == Status::KEY_NOT_FOUND ? Status::SUCCESS : status;
     const std::string* const device = devices_.Find(found.device);
-    if (status != Status::SUCCESS || device == nullptr) return Status::DB_ERROR;
+    if (device == nullptr) return DamagedRecord(store_.Id());
     use(found, Sync::Stamp{found.version, *device});
     return status;
   }
@@ -132,7 +132,7 @@ class StoreReplica::Merging {
   }
 
   const StoreWriter::Foreign& commit_;
-  const View& held_;
+  const Store& store_;
   DeviceNumbers& devices_;
 };
 
@@ -178,7 +178,7 @@ Status StoreReplica::StampOf(const Record& record, Sync::Stamp& stamp) const {
 Status StoreReplica::Read(const std::string& key, Sync::Content& content) {
   return Call([&](const Store& store) {
     Found found;
-    const Status status = FindHeld(*store.Committed().NewSnapshot(), key, found);
+    const Status status = FindHeld(*store.Committed().NewSnapshot(), store.Id(), key, found);
     if (status != Status::SUCCESS) return status;
     content.deleted = found.deleted;
     content.value = std::move(found.value);
@@ -285,8 +285,10 @@ Status StoreReplica::Sweep(Store& store, Sync::LogPosition upTo, const std::func
   return status;
 }
 
-Version StoreReplica::NextVersion() {
-  return store_->NextVersion();
+std::optional<Version> StoreReplica::NextVersion() {
+  Version version = 0;
+  const Status status = Call([&version](Store& store) { return store.NextVersion(version); });
+  return status == Status::SUCCESS ? std::optional(version) : std::nullopt;
 }
 
 Sync::LogPosition StoreReplica::LogEnd() {
@@ -303,9 +305,7 @@ Status StoreReplica::Merge(const Sync::Group& group) {
     const Status status = store.WriteBeneath([&](StoreWriter& writer) {
       writer.Advance(group.newest);
       return writer.Merge(
-          [&](const StoreWriter::Foreign& commit) {
-            return Merging(commit, store.Committed(), devices).Add(group);
-          },
+          [&](const StoreWriter::Foreign& commit) { return Merging(commit, store, devices).Add(group); },
           devices);
     });
     if (status != Status::SUCCESS) return status;

@@ -26,7 +26,7 @@ class StoreReplica : public Sync::Replica {
   // not take part; DB_ERROR: it can't be read or written, or is damaged.
   static Status Open(std::shared_ptr<Store> store, std::unique_ptr<StoreReplica>& replica);
 
-  Version NextVersion() override;
+  std::optional<Version> NextVersion() override;
   std::string State() override { return state_; }
   Status Read(const std::string& key, Sync::Content& content) override;
   Status Scan(const std::string& after, const std::string& last, size_t limit,

@@ -156,12 +156,14 @@ Status StoreWriter::Forget(const FillForeign& fill, Publisher::Pieces pieces) {
   return status;
 }
 
-Version StoreWriter::NextVersion() {
-  const Version version = clock_.Next();
-  if (!clock_.IsBeyondBound()) return version;
-  const Status status = WriteAside([](Batch&) { return Status::SUCCESS; });
-  if (status == Status::SUCCESS) engine_.Sync();
-  return version;
+Status StoreWriter::NextVersion(Version& version) {
+  version = clock_.Next();
+  if (clock_.IsKept()) return Status::SUCCESS;
+  Status status = Status::SUCCESS;
+  if (clock_.IsBeyondBound()) status = WriteAside([](Batch&) { return Status::SUCCESS; });
+  if (status == Status::SUCCESS) status = engine_.Sync();
+  if (status == Status::SUCCESS) clock_.OnSynced();
+  return status;
 }
 
 Status StoreWriter::WriteAside(const std::function<Status(Batch& batch)>& fill) {

@@ -67,8 +67,8 @@ class StoreWriter {
   Status WriteAside(const std::function<Status(Batch& batch)>& fill);
 
   // One that is never given again, whatever is lost: unlike that of a write it is kept on the disk at once,
-  // or rather a bound about once a second.
-  Version NextVersion();
+  // or rather a bound about once a second. DB_ERROR: it could not be kept, and must not be used.
+  Status NextVersion(Version& version);
   // All versions from here on are greater than this.
   void Advance(Version seen) { clock_.Advance(seen); }
   Status Join() { return log_.Join(engine_); }

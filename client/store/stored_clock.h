@@ -22,12 +22,17 @@ class StoredClock {
   Version Next() { return clock_.Next(); }
   void Advance(Version seen) { clock_.Advance(seen); }
   bool IsBeyondBound() const { return clock_.Last() > bound_; }
+  // Whether not even a loss of power brings the versions given so far back.
+  bool IsKept() const { return clock_.Last() <= kept_; }
+  // All that was committed is on the disk.
+  void OnSynced() { kept_ = bound_; }
   // Commits the batch, and the bound with it where the versions have come up with it.
   Status Commit(Batch& batch);
 
  private:
   HybridClock clock_;
-  Version bound_ = 0;
+  Version bound_ = 0;  // as the engine has it
+  Version kept_ = 0;   // as the disk has it
 };
 
 }  // namespace KORA::DistributedKv::Client

@@ -26,7 +26,7 @@ void Comparison::Start(Finished finished) {
   finished_ = std::move(finished);
   // A push that is under way may reach the hub after it was read, and leave the log before the replica is
   // looked through: so what is logged now counts as pending to the end.
-  if (pending_.Refresh() != Status::SUCCESS) return End(HubResult::kUnavailable);
+  if (pending_.Refresh() != Status::SUCCESS) return End(HubResult::kStoreFailed);
   const KeyRange markers = RangeOfPrefix(context_.keys.Markers());
   context_.hub.Range({markers.begin, markers.end},
                      lifetime_.Guard([this, acknowledged = context_.state.acknowledged](RangeAnswer answer) {
@@ -36,18 +36,19 @@ void Comparison::Start(Finished finished) {
 
 void Comparison::TakeMarkers(RangeAnswer answer, Version acknowledged) {
   if (answer.result != HubResult::kDone) return End(answer.result);
+  const std::optional<Version> now = context_.replica.NextVersion();
+  if (!now) return End(HubResult::kStoreFailed);
   revision_ = answer.revision;
   markers_ = ToMarkers(context_.keys, std::move(answer.entries));
-  const Version now = context_.replica.NextVersion();
   const Version number = NumberOf(markers_, context_.options.device);
   const bool same = number >= acknowledged && IsSameHistory(context_.state, markers_);
   // Others are to see that this device knows of the loss.
-  if (!same || context_.state.incarnation == 0) context_.state.incarnation = now;
+  if (!same || context_.state.incarnation == 0) context_.state.incarnation = *now;
   const auto own = markers_.find(context_.options.device);
   if (same && own != markers_.end()) {
     if (const auto marker = ParseMarker(own->second.value)) context_.state.incarnation = marker->incarnation;
   }
-  pushBack_ = !same && context_.state.inStep > AgoOf(now, context_.options.tombstoneLife);
+  pushBack_ = !same && context_.state.inStep > AgoOf(*now, context_.options.tombstoneLife);
   sameHistory_ = same;
   AskPage();
 }
@@ -87,7 +88,7 @@ void Comparison::MergeSlice() {
   Status status = context_.replica.Scan(compared_, more_ ? page_.back() : std::string(), kSlice, held);
   // After the scan, so that what was written in between counts as pending.
   if (status == Status::SUCCESS) status = pending_.Refresh();
-  if (status != Status::SUCCESS) return End(HubResult::kUnavailable);
+  if (status != Status::SUCCESS) return End(HubResult::kStoreFailed);
   Group group;
   AddAbsent(held, group);
   const bool pageIsDone = held.size() < kSlice;

@@ -5,8 +5,8 @@
 namespace KORA::DistributedKv::Client::Sync {
 
 const char* NameOf(HubResult result) {
-  constexpr std::array kNames = {"done",      "refused", "unavailable", "outcome unknown",
-                                 "compacted", "future",  "full",        "denied"};
+  constexpr std::array kNames = {"done",   "refused", "unavailable", "outcome unknown", "compacted",
+                                 "future", "full",    "denied",      "store failed"};
   return kNames.at(static_cast<size_t>(result));
 }
 

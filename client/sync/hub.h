@@ -26,6 +26,7 @@ enum class HubResult {
   kFuture,       // the hub has not come to the revision asked for: its history went back
   kFull,         // the hub takes no writes for want of space
   kDenied,       // credentials or rights
+  kStoreFailed,  // no answer of a hub: the store on this device could not be read or written
 };
 const char* NameOf(HubResult result);
 

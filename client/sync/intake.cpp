@@ -28,10 +28,20 @@ Status PendingKeys::Refresh() {
   }
 }
 
+Status PendingKeys::Follow() {
+  std::vector<LogEntry> first;
+  const Status status = replica_->Log(0, 1, first);
+  if (status != Status::SUCCESS) return status;
+  const LogPosition begin = first.empty() ? 0 : first.front().position;
+  if (begin != begin_) *this = PendingKeys(*replica_);
+  begin_ = begin;
+  return Refresh();
+}
+
 void Intake::Take(std::vector<HubEvent> events, Group group, SyncState next, const Markers* markers,
                   Finished finished) {
   lifetime_.Renew();
-  delivery_ = {std::move(group), std::move(next), markers, {}, std::nullopt, std::move(finished)};
+  delivery_ = {std::move(group), std::move(next), markers, {}, std::move(finished)};
   // Markers first: they decide on whose records are taken.
   for (const HubEvent& event : events) {
     if (const auto device = After(context_.keys.Markers(), event.key)) AddMarker(*device, event);
@@ -39,7 +49,7 @@ void Intake::Take(std::vector<HubEvent> events, Group group, SyncState next, con
   const bool added = std::all_of(events.begin(), events.end(), [this](const HubEvent& event) {
     return AddEvent(event) == Status::SUCCESS;
   });
-  if (!added) return End(HubResult::kUnavailable);
+  if (!added) return End(HubResult::kStoreFailed);
   FetchNext();
 }
 
@@ -114,12 +124,9 @@ Status Intake::AddRemoval(const std::string& key) {
   if (status == Status::KEY_NOT_FOUND || (status == Status::SUCCESS && !local.deleted))
     return Status::SUCCESS;
   if (status != Status::SUCCESS) return status;
-  if (!delivery_.pending) {
-    PendingKeys& pending = delivery_.pending.emplace(context_.replica);
-    if (const Status refreshed = pending.Refresh(); refreshed != Status::SUCCESS) return refreshed;
-  }
+  if (const Status followed = pending_.Follow(); followed != Status::SUCCESS) return followed;
   // A later delete, which the hub has not heard of yet, may still be needed.
-  if (!delivery_.pending->Has(key, local.stamp)) delivery_.group.removals.push_back({key, local.stamp});
+  if (!pending_.Has(key, local.stamp)) delivery_.group.removals.push_back({key, local.stamp});
   return Status::SUCCESS;
 }
 
@@ -156,7 +163,7 @@ void Intake::Finish() {
   delivery_.group.state = Encode(delivery_.next);
   const bool merged = context_.replica.Merge(delivery_.group) == Status::SUCCESS;
   if (merged) context_.state = delivery_.next;
-  End(merged ? HubResult::kDone : HubResult::kUnavailable);
+  End(merged ? HubResult::kDone : HubResult::kStoreFailed);
 }
 
 // Whoever is told may begin the next delivery at once.

@@ -23,6 +23,8 @@ class PendingKeys {
 
   // Takes in what was logged since the last call.
   Status Refresh();
+  // The same, and forgets what the log has been cut off by since.
+  Status Follow();
   // Whether this write of the key is among them. One that came from the hub later is not.
   bool Has(const std::string& key, const Stamp& stamp) const {
     const auto found = logged_.find(key);
@@ -31,6 +33,7 @@ class PendingKeys {
 
  private:
   Replica* replica_;
+  LogPosition begin_ = 0;  // of the log, for Follow
   LogPosition read_ = 0;
   std::unordered_map<std::string, Stamp> logged_;  // by key; the last one
 };
@@ -38,11 +41,12 @@ class PendingKeys {
 // One delivery at a time: the next may begin when the one before has finished. One thread.
 class Intake {
  public:
-  // kDone: merged, and `context.state` is as delivered. kUnavailable: the replica failed, or the hub did
-  // while large values were fetched; nothing of the delivery was merged.
+  // kDone: merged, and `context.state` is as delivered. kStoreFailed: the replica failed; kUnavailable: the
+  // hub did while large values were fetched. Nothing of the delivery was merged then.
   using Finished = std::function<void(HubResult)>;
 
-  Intake(Context& context, SeenOnHub seen) : context_(context), seen_(std::move(seen)) {}
+  Intake(Context& context, SeenOnHub seen)
+      : context_(context), seen_(std::move(seen)), pending_(context.replica) {}
 
   // `events` become records and markers of `next`, which is the state afterwards; `group` may hold removals
   // and keys to be logged already. Whose records are admitted is judged by `markers`, if they are given, else
@@ -58,7 +62,6 @@ class Intake {
     SyncState next;
     const Markers* markers = nullptr;
     std::map<std::string, HubRecord> inParts;  // by key; still to be fetched
-    std::optional<PendingKeys> pending;        // once they were asked for
     Finished finished;
   };
 
@@ -76,6 +79,7 @@ class Intake {
   Context& context_;
   SeenOnHub seen_;
   Delivery delivery_;
+  PendingKeys pending_;
   Lifetime lifetime_;
 };
 

@@ -40,11 +40,13 @@ void MarkedWriter::Reset(Revision marker) {
 }
 
 void MarkedWriter::Send(Transaction transaction, Finished finished) {
+  const std::optional<Version> number = context_.replica.NextVersion();
+  if (!number) return finished({HubResult::kStoreFailed, 0, {}});
   busy_ = true;
   finished_ = std::move(finished);
   const std::string key = context_.keys.Marker(context_.options.device);
   Marker marker = NewMarker();
-  marker.number = number_ = context_.replica.NextVersion();
+  marker.number = number_ = *number;
   transaction.conditions.push_back({key, Condition::Kind::kEqual, marker_});
   transaction.operations.push_back({key, Encode(marker)});
   announced_ = WithoutNumber(marker);

@@ -16,7 +16,8 @@ namespace KORA::DistributedKv::Client::Sync {
 class MarkedWriter {
  public:
   // kDone, kRefused, or, when nothing was applied so far, kUnavailable, kFull or kDenied. After kUnavailable
-  // the transaction may still come to be applied; whatever is sent next is refused then.
+  // the transaction may still come to be applied; whatever is sent next is refused then. kStoreFailed, within
+  // Send: there is no number for it, and nothing was sent.
   using Finished = std::function<void(const TransactionAnswer&)>;
 
   explicit MarkedWriter(Context& context) : context_(context) {}

@@ -122,7 +122,7 @@ void Puller::ReachGoals() {
   if (reached.empty()) return;
   goals_.erase(first, goals_.end());
   for (const Goal& goal : reached) state.position = std::max(state.position, goal.seen);
-  state.inStep = context_.replica.NextVersion();
+  if (const std::optional<Version> now = context_.replica.NextVersion()) state.inStep = *now;
   Persist();
   for (const Goal& goal : reached) goal.reached();
 }

@@ -41,7 +41,7 @@ void Pusher::Push() {
   if (busy_ || writer_.IsBusy() || context_.state.position < awaited_) return;
   batch_ = {};
   parts_.clear();
-  if (Fill(batch_) != Status::SUCCESS) return Retry(HubResult::kUnavailable);
+  if (Fill(batch_) != Status::SUCCESS) return Retry(HubResult::kStoreFailed);
   if (batch_.records.empty()) {
     CutLog();
     if (writer_.IsAnnounced()) return;
@@ -133,9 +133,10 @@ void Pusher::Send() {
   // The upkeep may have come first while parts were sent.
   if (writer_.IsBusy()) return Retry(HubResult::kUnavailable);
   Transaction transaction;
-  const Version pushed = context_.replica.NextVersion();
+  const std::optional<Version> pushed = context_.replica.NextVersion();
+  if (!pushed) return Retry(HubResult::kStoreFailed);
   for (auto& [key, record, judged] : batch_.records) {
-    record.pushed = pushed;
+    record.pushed = *pushed;
     transaction.conditions.push_back({context_.keys.Record(key), Condition::Kind::kAtMost, judged});
     transaction.operations.push_back({context_.keys.Record(key), Encode(record)});
   }
@@ -182,7 +183,7 @@ void Pusher::Retry(HubResult reason) {
     Hurry();
     finished_(HubResult::kRefused);
   }));
-  if (lasting) finished_(reason);
+  if (lasting || reason == HubResult::kStoreFailed) finished_(reason);
 }
 
 void Pusher::Hurry() {

@@ -68,8 +68,8 @@ class Replica {
   virtual ~Replica() = default;
 
   // A version that is greater than all before, as for a local write, and is never answered again: not even
-  // after a crash that takes everything else back.
-  virtual Version NextVersion() = 0;
+  // after a crash that takes everything else back. Nothing: that could not be made sure of.
+  virtual std::optional<Version> NextVersion() = 0;
   // What the last Merge or Forget set; empty at first.
   virtual std::string State() = 0;
 

@@ -13,14 +13,15 @@ constexpr int kMaxLosses = 3;
 
 SyncResult ToResult(HubResult reason) {
   if (reason == HubResult::kFull) return SyncResult::kFull;
+  if (reason == HubResult::kStoreFailed) return SyncResult::kStoreFailed;
   return reason == HubResult::kDenied ? SyncResult::kDenied : SyncResult::kUnavailable;
 }
 
 }  // namespace
 
 const char* NameOf(SyncResult result) {
-  constexpr std::array kNames = {"done", "unknown device", "offline",  "hub unavailable",
-                                 "full", "denied",         "time-out", "closed"};
+  constexpr std::array kNames = {"done",   "unknown device", "offline", "hub unavailable", "full",
+                                 "denied", "time-out",       "closed",  "the store failed"};
   return kNames.at(static_cast<size_t>(result));
 }
 
@@ -94,7 +95,7 @@ void SyncCalls::OnLost(HubResult reason) {
 }
 
 void SyncCalls::OnPushFailed(HubResult reason) {
-  if (reason != HubResult::kFull && reason != HubResult::kDenied) return;
+  if (ToResult(reason) == SyncResult::kUnavailable) return;
   EndThose([](const Call& call) { return call.running && call.mode != SyncMode::kPull; }, ToResult(reason));
 }
 

@@ -28,7 +28,8 @@ enum class SyncResult {
   kFull,         // the hub takes no writes for want of space
   kDenied,       // the hub refuses this device
   kTimeout,
-  kClosed,  // the store was closed meanwhile
+  kClosed,       // the store was closed meanwhile
+  kStoreFailed,  // the store on this device could not be read or written
 };
 const char* NameOf(SyncResult result);
 
@@ -72,7 +73,7 @@ class SyncCalls {
   void OnRestart();
   // The session has failed. Calls are given up after a few of these, or when trying again is no use.
   void OnLost(HubResult reason);
-  // The hub refuses what is to be pushed.
+  // The hub refuses what is to be pushed, or the store can't tell what is.
   void OnPushFailed(HubResult reason);
   void Close();
 

@@ -14,9 +14,11 @@ constexpr size_t kPage = 60;
 
 void Upkeep::Run() {
   if (running_) return;
+  const std::optional<Version> now = context_.replica.NextVersion();
+  if (!now) return;
   running_ = true;
   lifetime_.Renew();
-  now_ = context_.replica.NextVersion();
+  now_ = *now;
   lastTombstone_.clear();
   nextPart_ = context_.keys.Parts();
   AskParts();

@@ -199,7 +199,7 @@ TEST_F(ReplicaTest, AMergeJudgesEachRecordAndIsToldByDevice) {
   const auto all = Subscribe(SubscribeType::ALL);
   const auto local = Subscribe(SubscribeType::LOCAL);
   const auto remote = Subscribe(SubscribeType::REMOTE);
-  const Version later = replica_->NextVersion() + (Version{3'600'000} << kVersionCounterBits);
+  const Version later = *replica_->NextVersion() + (Version{3'600'000} << kVersionCounterBits);
   Sync::Group group;
   group.records = {Written("older", {1, "x"}, "theirs"),       Written("newer", {later, "x"}, "theirs"),
                    Written("refused", {later, "x"}, "theirs"), Deleted("deleted", {later + 1, "x"}),
@@ -258,7 +258,7 @@ TEST_F(ReplicaTest, AMergeGoesBeneathAnOpenTransaction) {
   OpenStore(kIndexed);
   Join();
   for (const char* key : {"both", "deleted", "kept"}) Put(key, Document(1));
-  const Version later = replica_->NextVersion() + (Version{3'600'000} << kVersionCounterBits);
+  const Version later = *replica_->NextVersion() + (Version{3'600'000} << kVersionCounterBits);
   const Sync::LogPosition before = replica_->LogEnd();
   store_->StartTransaction();
   Put("both", Document(2));

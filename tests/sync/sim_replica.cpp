@@ -4,7 +4,7 @@
 
 namespace KORA::DistributedKv::Client::Sync {
 
-Version SimReplica::NextVersion() {
+std::optional<Version> SimReplica::NextVersion() {
   return durable_.clock = Tick();
 }
 

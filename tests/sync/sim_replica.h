@@ -23,7 +23,7 @@ class SimReplica : public DeviceReplica {
 
   const std::map<std::string, Content>& Records() const { return data_.records; }
 
-  Version NextVersion() override;
+  std::optional<Version> NextVersion() override;
   std::string State() override { return data_.state; }
   Status Read(const std::string& key, Content& content) override;
   Status Scan(const std::string& after, const std::string& last, size_t limit,

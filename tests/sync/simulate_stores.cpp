@@ -5,6 +5,7 @@
 
 #include "simulate.h"
 #include "store/store_replica.h"
+#include "troubled_engine.h"
 
 namespace KORA::DistributedKv::Client::Sync {
 namespace {
@@ -21,6 +22,22 @@ Blob ToKey(const std::string& text) {
 void Demand(Status status, const char* what) {
   if (status != Status::SUCCESS) Fail(what);
 }
+
+constexpr Trouble kNoTrouble = Trouble::kNone;
+
+// Notes the bound of the versions as each Sync has it.
+class SyncedEngine : public TroubledEngine {
+ public:
+  SyncedEngine(std::unique_ptr<Engine> engine, std::string& bound)
+      : TroubledEngine(std::move(engine), kNoTrouble), bound_(bound) {}
+  Status Sync() override {
+    Get(kClockKey, [this](Bytes stored) { bound_ = stored; });
+    return TroubledEngine::Sync();
+  }
+
+ private:
+  std::string& bound_;
+};
 
 class StoredReplica : public DeviceReplica {
  public:
@@ -50,18 +67,20 @@ class StoredReplica : public DeviceReplica {
   }
   void MakeDurable() override { Copy(folder_, Durable()); }
   void Crash() override {
+    const std::string synced = synced_;  // before an orderly end
     Close();
     Copy(Durable(), folder_);
+    synced_ = synced;
     Open();
-    Group durable;
-    durable.newest = answered_;
-    durable.state = State();
-    Demand(replica_->Merge(durable), "to move its clock");
   }
   void SetBroken(bool broken) override { broken_ = broken; }
   void SetSlow(bool slow) override { slow_ = slow; }
 
-  Version NextVersion() override { return answered_ = replica_->NextVersion(); }
+  std::optional<Version> NextVersion() override {
+    const std::optional<Version> next = replica_->NextVersion();
+    if (!next || *next <= answered_) Fail("to give a new number");
+    return answered_ = *next;
+  }
   std::string State() override { return replica_->State(); }
   Status Read(const std::string& key, Content& content) override { return replica_->Read(key, content); }
   Status Scan(const std::string& after, const std::string& last, size_t limit,
@@ -115,9 +134,19 @@ class StoredReplica : public DeviceReplica {
     options.memoryBudget = 8 << 20;
     std::unique_ptr<Engine> engine;
     Demand(OpenEngine(options, engine), "to open");
+    KeepBound(*engine);
+    engine = std::make_unique<SyncedEngine>(std::move(engine), synced_);
     store_ = std::make_shared<Store>("store", StoreTraits(), std::move(engine), device_, 0, clock_);
     Demand(store_->Load(), "to load");
     Demand(StoreReplica::Open(store_, replica_), "to join");
+  }
+  // A crash takes more back than it may, but not this.
+  void KeepBound(Engine& engine) const {
+    std::string bound = synced_;
+    engine.Get(kClockKey, [&bound](Bytes stored) { bound = std::max(bound, std::string(stored)); });
+    const std::unique_ptr<Batch> batch = engine.NewBatch();
+    if (!bound.empty()) batch->Put(kClockKey, bound, {});
+    Demand(batch->Commit(), "to keep its clock");
   }
   void Close() {
     replica_.reset();
@@ -129,7 +158,8 @@ class StoredReplica : public DeviceReplica {
   const WallClock clock_;
   std::shared_ptr<Store> store_;
   std::unique_ptr<StoreReplica> replica_;
-  Version answered_ = 0;  // by NextVersion, which a crash does not take back
+  Version answered_ = 0;  // by NextVersion
+  std::string synced_;    // the bound of the versions that outlasts a crash
   bool broken_ = false;
   bool slow_ = false;
 };

@@ -449,6 +449,7 @@ TEST_F(SyncTest, CallsThatFailSayWhy) {
       {"line down", [](Device& device) { device.line.SetUp(false); }, 60'000, "two:hub unavailable "},
       {"too slow", [](Device& device) { device.line.Faults().delay = 60'000; }, 10, "two:time-out "},
       {"full", [this](Device&) { hub_.SetFull(true); }, 60'000, "two:full "},
+      {"disk full", [](Device& device) { device.replica.SetBroken(true); }, 60'000, "two:the store failed "},
       {"closed", [](Device& device) { device.sync.Close(); }, 60'000, "two:closed "},
   };
   for (const Case& each : cases) {
