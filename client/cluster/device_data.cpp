@@ -11,6 +11,7 @@
 namespace KORA::DistributedKv::Client::Cluster {
 
 Status RemoveDeviceData(Store& store, const std::string& device) {
+  if (store.IsReadOnly()) return Status::READ_ONLY;
   DeviceInfo self;
   if (const Status status = FindLocalDevice(self); status != Status::SUCCESS) return status;
   if (device == self.deviceId) return store.RemoveDeviceData(device);

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "cluster/device_data.h"
+#include "common/files.h"
 #include "common/guard.h"
 #include "common/limits.h"
 #include "common/settings.h"
@@ -22,14 +23,10 @@ namespace {
 // In use until the process has ended.
 std::atomic<Service*> g_service{nullptr};
 
-void EndAtExit() {
-  g_service.load()->End();
-}
-
 // The end of the process destroys what the hub's library has, in the reverse order of what was made and
 // registered: so this is registered before that is loaded, for a process that ends at once, and after.
 void RegisterEnd() {
-  std::atexit(EndAtExit);
+  std::atexit(Service::EndRunning);
 }
 
 DeviceInfo ToDevice(const std::string& device, const Sync::DeviceDescription& description) {
@@ -46,7 +43,8 @@ Service* Service::Find() {
   const Settings* settings = nullptr;
   DeviceInfo device;
   if (FindSettings(settings) != Status::SUCCESS || settings->cluster.endpoints.empty() ||
-      settings->access == Access::kReadOnly || FindLocalDevice(device) != Status::SUCCESS) {
+      settings->access == Access::kReadOnly || IsOnReadOnlyFileSystem(settings->home) ||
+      FindLocalDevice(device) != Status::SUCCESS) {
     return nullptr;
   }
   auto service = std::unique_ptr<Service>(
@@ -60,6 +58,13 @@ Service* Service::Running() {
   return g_service;
 }
 
+void Service::EndRunning() noexcept {
+  Guard([] {
+    if (Service* service = Running()) service->End();
+    return Status::SUCCESS;
+  });
+}
+
 Service::Service(ClusterSettings settings, std::string device, Sync::DeviceDescription description)
     : settings_(std::move(settings)),
       device_(std::move(device)),
@@ -70,13 +75,23 @@ Service::Service(ClusterSettings settings, std::string device, Sync::DeviceDescr
 }
 
 void Service::Start() {
+  const Status status = Guard([this] {
+    OpenHub();
+    return hub_ == nullptr ? Status::ERROR : Status::SUCCESS;
+  });
+  if (status == Status::SUCCESS) return;
+  if (trouble_.empty()) trouble_ = "the service can't be started";
+  __android_log_print(KORA_LOG_ERROR, kLogTag, "nothing is synchronised: %s", trouble_.c_str());
+  presence_.reset();
+  hub_.reset();
+  OnContact(false);
+}
+
+void Service::OpenHub() {
   hub_ = Etcd::OpenHub(
       settings_, [this](std::function<void()> function) { worker_.Post(std::move(function)); }, trouble_);
   RegisterEnd();
-  if (hub_ == nullptr) {
-    __android_log_print(KORA_LOG_ERROR, kLogTag, "nothing is synchronised: %s", trouble_.c_str());
-    return OnContact(false);
-  }
+  if (hub_ == nullptr) return;
   Sync::PresenceOptions options;
   options.nameSpace = settings_.nameSpace;
   options.device = device_;
@@ -190,7 +205,7 @@ void Service::AwaitDevices() {
 // The hub's end may have to wait for the answer to one request.
 void Service::End() {
   // The worker did not come along into a copy of the process by fork.
-  if (getpid() != process_) return;
+  if (getpid() != process_ || std::exchange(ending_, true)) return;
   constexpr auto kPatience = std::chrono::seconds(4);
   const auto close = [this] {
     seats_.clear();

@@ -22,10 +22,13 @@ namespace KORA::DistributedKv::Client::Cluster {
 // hub, unless it says so.
 class Service {
  public:
-  // Starts it at the first call. Null: no hub is configured, stores may only be read, or it can't be started.
+  // Starts it at the first call. Null: no hub is configured, all may only be read, by the setting or by the
+  // home's file system, or it can't be started.
   static Service* Find();
   // Null: it was not started.
   static Service* Running();
+  // For the end of the process. Waits for it, but not for long, and only the first time.
+  static void EndRunning() noexcept;
 
   // The store is open; only for one that may be written. `continuous`: it is synchronised without being
   // asked. To be called again when a further handle wants it to be.
@@ -43,9 +46,6 @@ class Service {
   // Waits until it is known which devices there are, or that the hub can't be reached.
   void AwaitDevices();
 
-  // For the end of the process. Waits for it, but not for long.
-  void End();
-
  private:
   struct Seat {
     std::string application;
@@ -58,6 +58,8 @@ class Service {
   Service(ClusterSettings settings, std::string device, Sync::DeviceDescription description);
 
   void Start();
+  void OpenHub();
+  void End();
   void OnContact(bool reached);
   void Pass(Seat& seat, const std::shared_ptr<SyncRequest>& request);
   Seat* SeatOf(const Store& store);
@@ -67,6 +69,7 @@ class Service {
   const std::string device_;  // this one
   const Sync::DeviceDescription description_;
   const pid_t process_;
+  bool ending_ = false;  // of the thread that ends the process
   // The worker's.
   Contact contact_;
   std::string trouble_;  // why there is no hub

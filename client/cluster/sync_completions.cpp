@@ -10,17 +10,17 @@ SyncCompletions& SyncCompletions::Instance() {
   return *instance;
 }
 
-void SyncCompletions::Post(SyncCaller caller, SyncResults results) {
+void SyncCompletions::Post(SyncCaller&& caller, SyncResults results) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  waiting_.push_back({std::move(caller), std::move(results)});
-  if (scheduled_) return;
+  waiting_.emplace_back();
   try {
-    CallbackQueue::Instance().Schedule(shared_from_this());
+    if (!scheduled_) CallbackQueue::Instance().Schedule(shared_from_this());
   } catch (...) {
     waiting_.pop_back();  // the caller hears of it
     throw;
   }
   scheduled_ = true;
+  waiting_.back() = {std::move(caller), std::move(results)};
 }
 
 bool SyncCompletions::DeliverOne(const Invoker& invoke) {

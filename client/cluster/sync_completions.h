@@ -27,8 +27,9 @@ class SyncCompletions : public CallbackSource, public std::enable_shared_from_th
  public:
   static SyncCompletions& Instance();
 
-  // Has the caller's callback called once, after the completions that were posted before.
-  void Post(SyncCaller caller, SyncResults results);
+  // Has the caller's callback called once, after the completions that were posted before. What it
+  // throws leaves the caller as it is.
+  void Post(SyncCaller&& caller, SyncResults results);
 
   bool DeliverOne(const Invoker& invoke) override;
 

@@ -57,7 +57,9 @@ Status SyncSession::Start(const StoreLease& lease, const std::vector<std::string
     return status;
   }
   status = lease.Call([&](const Store& store) {
-    if (Service* service = Service::Find()) {
+    if (store.IsReadOnly()) {
+      request->End(Status::READ_ONLY, "the store may only be read");
+    } else if (Service* service = Service::Find()) {
       service->Synchronise(store, request);
     } else {
       request->End(Status::ERROR, "no hub is configured");

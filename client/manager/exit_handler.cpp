@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdlib>
 
+#include "cluster/service.h"
 #include "common/guard.h"
 #include "manager/store_registry.h"
 #include "notify/callback_queue.h"
@@ -22,6 +23,8 @@ pid_t ProcessWithStores() {
 // one.
 void EndClient() {
   if (InForkedChild()) return;
+  // First, whichever was begun first: it goes on as if its stores were open.
+  Cluster::Service::EndRunning();
   Guard([] {
     constexpr auto kPatience = std::chrono::seconds(5);
     const Deadline deadline = std::chrono::steady_clock::now() + kPatience;

@@ -59,6 +59,7 @@ class Store : public std::enable_shared_from_this<Store> {
     gate_.Close();
   }
   bool HasFailed() const { return failed_; }
+  bool IsReadOnly() const { return engine_->ReadOnly(); }
   // Has the engine take itself for failed.
   void FailEngine();
   Publisher& Observers() { return *publisher_; }

@@ -118,7 +118,9 @@ int ForkAndGoOn() {
 // Prints what each operation answers in a store that may only be read.
 int PrintReadOnly() {
   std::vector<Entry> entries;
+  std::vector<DeviceInfo> devices;
   Value value;
+  DistributedKvDataManager().GetDeviceList(devices, DeviceFilterStrategy::FILTER);
   std::printf("open %d", static_cast<int>(Open()));
   if (g_store == nullptr) return 0;
   const Status statuses[] = {g_store->Get(Text("k"), value),
@@ -129,6 +131,7 @@ int PrintReadOnly() {
                              g_store->Delete(Text("k")),
                              g_store->DeleteBatch({}),
                              g_store->StartTransaction(),
+                             g_store->RemoveDeviceData("", 0),
                              g_store->Get(Text("k"), value)};
   for (const Status status : statuses) std::printf(" %d", static_cast<int>(status));
   std::printf(" %s\n", value.ToString().c_str());

@@ -88,17 +88,22 @@ TEST_F(Sync, RefusesWhatItCannotBeginAndSaysSo) {
   EXPECT_EQ(callback->Await(5), (std::vector<Results>{{}, unnamed, refused, refused, refused}));
 }
 
-TEST_F(Sync, EndsWithAFailureWhereTheStoreHasFailed) {
+TEST_F(Sync, EndsWithAFailureWhereTheStoreHasFailedOrMayOnlyBeRead) {
   Open();
-  const auto shared =
-      std::make_shared<Client::Store>("store", Client::StoreTraits{}, OpenRaw(Folder("store")), "device");
-  ASSERT_EQ(shared->Load(), Status::SUCCESS);
-  Client::SingleStore store(std::make_unique<Client::StoreLease>(shared, [] {}), "app");
-  const auto callback = Register(store);
-  shared->Fail();
-  EXPECT_EQ(store.Sync({"a"}, SyncMode::PULL, 0), Status::DB_ERROR);
-  EXPECT_EQ(callback->Await(1), (std::vector<Results>{{{"a", Status::DB_ERROR}}}));
-  EXPECT_EQ(Client::Cluster::FindSyncReasons("app", "store").at("a"), "the store has failed");
+  for (const bool readOnly : {false, true}) {
+    const auto shared = std::make_shared<Client::Store>("store", Client::StoreTraits{},
+                                                        OpenRaw(Folder("store"), readOnly), "device");
+    ASSERT_EQ(shared->Load(), Status::SUCCESS);
+    Client::SingleStore store(std::make_unique<Client::StoreLease>(shared, [] {}), "app");
+    const auto callback = Register(store);
+    if (!readOnly) shared->Fail();
+    const Status status = readOnly ? Status::READ_ONLY : Status::DB_ERROR;
+    EXPECT_EQ(store.Sync({"a"}, SyncMode::PULL, 0), readOnly ? Status::SUCCESS : status);
+    EXPECT_EQ(callback->Await(1), (std::vector<Results>{{{"a", status}}}));
+    EXPECT_EQ(Client::Cluster::FindSyncReasons("app", "store").at("a"),
+              readOnly ? "the store may only be read" : "the store has failed");
+    EXPECT_EQ(store.RemoveDeviceData("", 0), status);
+  }
 }
 
 // Completions belong to the callback of their time, and come although it was replaced, taken back or its

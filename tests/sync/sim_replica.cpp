@@ -5,6 +5,7 @@
 namespace KORA::DistributedKv::Client::Sync {
 
 std::optional<Version> SimReplica::NextVersion() {
+  if (broken_) return std::nullopt;
   return durable_.clock = Tick();
 }
 

@@ -393,6 +393,21 @@ TEST_F(SyncTest, RemovedDataComesBackOnlyWhenItsDeviceWritesAgain) {
   EXPECT_EQ(one.Get("a") + one.Get("b") + two.Get("c"), "-2mine");
 }
 
+// Else the hub would be another one for this device when it starts next.
+TEST_F(SyncTest, NothingIsPushedUnderNoNumber) {
+  Device& one = Add("one");
+  one.Write({{"key", "1"}});
+  Run(1000);
+  one.replica.SetBroken(true);
+  one.Write({{"key", "2"}});
+  Run(1000);
+  const auto marker = hub_.Get({StoreKeys("space/app/store/").Marker("one")}).entries.at(0);
+  EXPECT_NE(ParseMarker(marker.value)->number, 0U);
+  one.replica.SetBroken(false);
+  Run(10'000);
+  EXPECT_EQ(Add("two").Get("key"), "2");
+}
+
 TEST_F(SyncTest, AnHourOfWrongTimeDoesNoLastingHarm) {
   Device& one = Add("one");
   Device& two = Add("two");
