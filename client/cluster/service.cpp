@@ -75,16 +75,16 @@ Service::Service(ClusterSettings settings, std::string device, Sync::DeviceDescr
 }
 
 void Service::Start() {
+  trouble_ = "the service can't be started";
   const Status status = Guard([this] {
     OpenHub();
     return hub_ == nullptr ? Status::ERROR : Status::SUCCESS;
   });
   if (status == Status::SUCCESS) return;
-  if (trouble_.empty()) trouble_ = "the service can't be started";
   __android_log_print(KORA_LOG_ERROR, kLogTag, "nothing is synchronised: %s", trouble_.c_str());
   presence_.reset();
   hub_.reset();
-  OnContact(false);
+  OnContact(trouble_);
 }
 
 void Service::OpenHub() {
@@ -103,12 +103,16 @@ void Service::OpenHub() {
         // Whoever reaches the hub may write there; what is no identifier must not come to Java.
         if (IsIdentifier(device)) OtherDevices::Instance().Set(ToDevice(device, described), online);
       },
-      [this](bool reached) { OnContact(reached); });
+      [this](Sync::HubResult result) {
+        OnContact(result == Sync::HubResult::kDone ? "" : NameOf(Sync::ToResult(result)));
+      });
+  trouble_ = "the hub has not answered yet";
   presence_->Start();
 }
 
-void Service::OnContact(bool reached) {
-  contact_.Take(reached, worker_.Timers());
+void Service::OnContact(std::string trouble) {
+  trouble_ = std::move(trouble);
+  contact_.Take(trouble_.empty(), worker_.Timers());
   for (auto& [store, seat] : seats_) {
     for (const auto& request : std::exchange(seat.early, {})) Pass(seat, request);
   }
@@ -195,6 +199,10 @@ void Service::TakeRules(const Store& store) {
     const Seat* seat = SeatOf(store);
     if (seat != nullptr && seat->member) seat->member->TakeRules();
   });
+}
+
+std::string Service::Trouble() {
+  return worker_.Await([this] { return trouble_; });
 }
 
 // A request for each of the three steps by which a device gets to know the others, and one that failed.

@@ -45,6 +45,8 @@ class Service {
 
   // Waits until it is known which devices there are, or that the hub can't be reached.
   void AwaitDevices();
+  // Why the hub is out of reach, as an English text in ASCII; empty: it was reached. Waits for the worker.
+  std::string Trouble();
 
  private:
   struct Seat {
@@ -60,7 +62,7 @@ class Service {
   void Start();
   void OpenHub();
   void End();
-  void OnContact(bool reached);
+  void OnContact(std::string trouble);
   void Pass(Seat& seat, const std::shared_ptr<SyncRequest>& request);
   Seat* SeatOf(const Store& store);
   Member* MemberOf(Seat& seat, SyncOutcome& failure);
@@ -72,7 +74,7 @@ class Service {
   bool ending_ = false;  // of the thread that ends the process
   // The worker's.
   Contact contact_;
-  std::string trouble_;  // why there is no hub
+  std::string trouble_;  // why the hub is out of reach; empty: it was reached
   std::unique_ptr<Sync::Hub> hub_;
   std::unique_ptr<Sync::Presence> presence_;
   std::map<const Store*, Seat> seats_;

@@ -10,6 +10,7 @@ namespace {
 
 constexpr const char* kLogTag = "KoraEtcd";
 constexpr Milliseconds kProbeTime{30'000};
+constexpr Milliseconds kRefusalHolds{10'000};
 
 void Log(int priority, const char* text, const std::string& reason) {
   __android_log_print(priority, kLogTag, "%s%s", text, reason.c_str());
@@ -64,7 +65,13 @@ std::string Connection::AddToken(grpc::ClientContext& context) const {
   return token;
 }
 
+// To check a password takes the hub some effort, by intent: so one that is wrong is not sent for each request.
 void Connection::Authenticate(Tokens::Answer answer) {
+  if (std::chrono::steady_clock::now() < refusalEnds_) {
+    calls_.Start(std::make_unique<AlarmCall>(
+        Milliseconds(0), [answer = std::move(answer), refusal = refusal_] { answer(refusal, ""); }));
+    return;
+  }
   using Response = etcdserverpb::AuthenticateResponse;
   etcdserverpb::AuthenticateRequest message;
   message.set_name(settings_.user);
@@ -74,7 +81,11 @@ void Connection::Authenticate(Tokens::Answer answer) {
                               grpc::CompletionQueue* queue) {
     return endpoint.auth.PrepareAsyncAuthenticate(context, message, queue);
   };
-  request.done = [answer = std::move(answer)](const Reply<Response>& reply) {
+  request.done = [this, answer = std::move(answer)](const Reply<Response>& reply) {
+    if (ResultOfRead(reply.status) == Sync::HubResult::kDenied) {
+      refusal_ = reply.status;
+      refusalEnds_ = std::chrono::steady_clock::now() + kRefusalHolds;
+    }
     answer(reply.status, reply.response.token());
   };
   request.deadline = Deadline();

@@ -150,6 +150,8 @@ class Connection {
   size_t inUse_ = 0;
   std::string reported_;  // the last trouble; empty: the hub has answered since
   std::string refused_;   // the last refusal
+  grpc::Status refusal_;  // of user and password, good until then
+  std::chrono::steady_clock::time_point refusalEnds_;
   Tokens tokens_;
   Calls calls_;  // ends first
 };

@@ -1,5 +1,6 @@
 #include "sync/presence.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -39,19 +40,28 @@ void Presence::Start() {
   Connect();
 }
 
+// With the lease of the attempt before, if the hub still has it: attempts that fail leave no more than one.
 void Presence::Connect() {
-  hub_.GrantLease(options_.lease, lifetime_.Guard([this](const Hub::LeaseAnswer& answer) {
-    if (answer.result != HubResult::kDone) return Lose();
-    Announce(answer.lease);
+  if (lease_ == 0) return NewLease();
+  hub_.KeepLease(lease_, lifetime_.Guard([this](const Hub::LeaseAnswer& answer) {
+    if (answer.result != HubResult::kDone) return Lose(answer.result);
+    answer.remaining == 0 ? NewLease() : Announce();
   }));
 }
 
-void Presence::Announce(LeaseId lease) {
-  lease_ = lease;
+void Presence::NewLease() {
+  hub_.GrantLease(options_.lease, lifetime_.Guard([this](const Hub::LeaseAnswer& answer) {
+    if (answer.result != HubResult::kDone) return Lose(answer.result);
+    lease_ = answer.lease;
+    Announce();
+  }));
+}
+
+void Presence::Announce() {
   Transaction transaction;
-  transaction.operations.push_back({prefix_ + options_.device, Encode(options_.description), lease});
+  transaction.operations.push_back({prefix_ + options_.device, Encode(options_.description), lease_});
   hub_.Commit(std::move(transaction), lifetime_.Guard([this](const TransactionAnswer& answer) {
-    if (answer.result != HubResult::kDone) return Lose();
+    if (answer.result != HubResult::kDone) return Lose(answer.result);
     KeepLease();
     Look();
   }));
@@ -61,8 +71,8 @@ void Presence::Announce(LeaseId lease) {
 void Presence::KeepLease() {
   timers_.After(options_.lease / 3, lifetime_.Guard([this] {
     hub_.KeepLease(lease_, lifetime_.Guard([this](const Hub::LeaseAnswer& answer) {
-      if (answer.result != HubResult::kDone || answer.remaining == 0) return Lose();
-      KeepLease();
+      if (answer.result != HubResult::kDone) return Lose(answer.result);
+      answer.remaining == 0 ? ComeBack() : KeepLease();
     }));
   }));
 }
@@ -70,13 +80,13 @@ void Presence::KeepLease() {
 void Presence::Look() {
   const KeyRange range = RangeOfPrefix(prefix_);
   hub_.Range({range.begin, range.end}, lifetime_.Guard([this, range](const RangeAnswer& answer) {
-    if (answer.result != HubResult::kDone) return Lose();
+    if (answer.result != HubResult::kDone) return Lose(answer.result);
     lost_ = false;
     memory_.Renew();
     TakeAll(answer);
     seen_ = answer.revision;
     watch_ = hub_.StartWatch(range.begin, range.end, seen_ + 1, *this);
-    contact_(true);
+    contact_(HubResult::kDone);
   }));
 }
 
@@ -115,14 +125,11 @@ void Presence::OnEvents(std::vector<HubEvent> events) {
 void Presence::ComeBack() {
   lifetime_.Renew();
   watch_.reset();
-  hub_.KeepLease(lease_, lifetime_.Guard([this](const Hub::LeaseAnswer& answer) {
-    if (answer.result != HubResult::kDone || answer.remaining == 0) return Lose();
-    Announce(lease_);
-  }));
+  Connect();
 }
 
-void Presence::OnEnd(HubResult /*reason*/) {
-  Lose();
+void Presence::OnEnd(HubResult reason) {
+  Lose(reason);
 }
 
 void Presence::Set(const std::string& device, const DeviceDescription& description) {
@@ -139,17 +146,20 @@ void Presence::Remove(const std::string& device) {
   if (!node.empty()) changed_(device, node.mapped(), false);
 }
 
-// Begins anew, with a lease of its own: the old entry goes with the old lease, unless it is replaced before.
-void Presence::Lose() {
+void Presence::Lose(HubResult reason) {
   lifetime_.Renew();
   watch_.reset();
-  timers_.After(options_.backoff, lifetime_.Guard([this] { Connect(); }));
-  if (std::exchange(lost_, true)) return;
-  memory_.Renew();
-  timers_.After(options_.lease, memory_.Guard([this] {
-    while (!online_.empty()) Remove(online_.begin()->first);
-  }));
-  contact_(false);
+  const bool refused = reason == HubResult::kDenied || reason == HubResult::kFull;
+  backoff_ = std::clamp(2 * backoff_, options_.firstBackoff,
+                        refused ? options_.lastBackoffIfRefused : options_.lastBackoff);
+  timers_.After(backoff_, lifetime_.Guard([this] { Connect(); }));
+  if (!std::exchange(lost_, true)) {
+    memory_.Renew();
+    timers_.After(options_.lease, memory_.Guard([this] {
+      while (!online_.empty()) Remove(online_.begin()->first);
+    }));
+  }
+  contact_(reason);
 }
 
 Whereabouts Presence::Find(const std::string& device) const {

@@ -26,7 +26,10 @@ struct PresenceOptions {
   std::string device;  // this one
   DeviceDescription description;
   Moment lease = 10'000;  // milliseconds until a device that says nothing counts as offline
-  Moment backoff = 500;
+  // Milliseconds between attempts to reach the hub, growing from the first to the last.
+  Moment firstBackoff = 500;
+  Moment lastBackoff = 5'000;
+  Moment lastBackoffIfRefused = 60'000;  // what an operator has to mend is not mended in a moment
 };
 
 // One for each process. All calls, the hub's answers and the timers come on one thread.
@@ -35,13 +38,13 @@ class Presence : public Directory, private WatchListener {
   // A device other than this one has come (true), has gone, or has come under another name or type.
   using Changed =
       std::function<void(const std::string& device, const DeviceDescription& description, bool online)>;
-  // The hub was reached and it is known who is online, or it was lost: whenever that turns, and when it is
-  // found out first.
-  using Contact = std::function<void(bool reached)>;
+  // How it stands with the hub: kDone when it was reached and it is known who is online, else why an attempt
+  // has failed, or why it was lost.
+  using Contact = std::function<void(HubResult)>;
 
   Presence(
       Hub& hub, Timers& timers, PresenceOptions options, Changed changed,
-      Contact contact = [](bool /*reached*/) {});
+      Contact contact = [](HubResult /*result*/) {});
 
   void Start();
   // The others see this device go at once, if the hub can be reached. Nobody is told of anything afterwards.
@@ -54,19 +57,20 @@ class Presence : public Directory, private WatchListener {
   const std::map<std::string, DeviceDescription>& Online() const { return online_; }
 
  private:
-  void OnStarted() override {}
+  void OnStarted() override { backoff_ = 0; }
   void OnEvents(std::vector<HubEvent> events) override;
   void OnEnd(HubResult reason) override;
 
   void Connect();
-  void Announce(LeaseId lease);
+  void NewLease();
+  void Announce();
   void KeepLease();
   void Look();
   void TakeAll(const RangeAnswer& answer);
   void Set(const std::string& device, const DeviceDescription& description);
   void Remove(const std::string& device);
   void ComeBack();
-  void Lose();
+  void Lose(HubResult reason);
 
   Hub& hub_;
   Timers& timers_;
@@ -77,7 +81,8 @@ class Presence : public Directory, private WatchListener {
   Lifetime lifetime_;  // of the connection
   Lifetime memory_;    // of what was seen before the hub was lost
   bool lost_ = false;
-  LeaseId lease_ = 0;
+  Moment backoff_ = 0;
+  LeaseId lease_ = 0;  // the last one
   std::unique_ptr<Watch> watch_;
   Revision seen_ = 0;
   std::map<std::string, DeviceDescription> online_;

@@ -105,7 +105,8 @@ void StoreSync::OnPushEnd(HubResult result) {
 }
 
 SyncResult StoreSync::AnswerFor(const std::string& device, SyncResult end) const {
-  if (device == context_.options.device) return end;
+  // Where others are says nothing about what failed here; and without the hub it is not known.
+  if (end != SyncResult::kDone || device == context_.options.device) return end;
   switch (directory_.Find(device)) {
     case Whereabouts::kOnline:
       return end;

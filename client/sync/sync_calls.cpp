@@ -11,13 +11,13 @@ namespace {
 // Sessions that a call sees end before it is given up.
 constexpr int kMaxLosses = 3;
 
+}  // namespace
+
 SyncResult ToResult(HubResult reason) {
   if (reason == HubResult::kFull) return SyncResult::kFull;
   if (reason == HubResult::kStoreFailed) return SyncResult::kStoreFailed;
   return reason == HubResult::kDenied ? SyncResult::kDenied : SyncResult::kUnavailable;
 }
-
-}  // namespace
 
 const char* NameOf(SyncResult result) {
   constexpr std::array kNames = {"done",   "unknown device", "offline", "hub unavailable", "full",

@@ -32,6 +32,8 @@ enum class SyncResult {
   kStoreFailed,  // the store on this device could not be read or written
 };
 const char* NameOf(SyncResult result);
+// Why a call fails when the hub has failed.
+SyncResult ToResult(HubResult reason);
 
 using SyncResults = std::map<std::string, SyncResult>;
 // Called exactly once for each call, with each device that was asked for.

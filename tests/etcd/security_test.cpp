@@ -14,6 +14,17 @@ HubResult WatchResult(Client& client, const std::string& begin, const std::strin
   return listener.started ? HubResult::kDone : *listener.end;
 }
 
+// How often the hub has been asked to check a password.
+int CountAuthentications(const Servers& servers) {
+  const std::string& endpoint = servers.Endpoints()[0];
+  const std::string port = endpoint.substr(endpoint.find(':') + 1);
+  const std::string get = "printf 'GET /metrics HTTP/1.0\\r\\n\\r\\n' >&3; cat <&3";
+  const std::string text = Run({"bash", "-c", "exec 3<>/dev/tcp/127.0.0.1/" + port + "; " + get});
+  const std::string name = "grpc_server_started_total{grpc_method=\"Authenticate\"";
+  const size_t line = text.find(name);
+  return line == std::string::npos ? -1 : std::stoi(text.substr(text.find('}', line) + 1));
+}
+
 TEST(EtcdSecurity, UsersSeeWhatTheirRolesAllow) {
   Servers servers({1, {"--bcrypt-cost=4"}, "http", {"--user=root:rootpw"}});
   const auto client = [&servers](const std::string& user, const std::string& password) {
@@ -41,9 +52,11 @@ TEST(EtcdSecurity, UsersSeeWhatTheirRolesAllow) {
   for (const auto& [user, password] :
        {std::pair("", ""), std::pair("device", "wrong"), std::pair("nobody", "x")}) {
     const auto stranger = client(user, password);
+    const int before = CountAuthentications(servers);
     EXPECT_EQ(stranger->Range({"app/", "app0"}).result, HubResult::kDenied) << user;
     EXPECT_EQ(stranger->Put("app/a", "").result, HubResult::kDenied) << user;
     EXPECT_EQ(WatchResult(*stranger, "app/", "app0"), HubResult::kDenied) << user;
+    EXPECT_LT(CountAuthentications(servers) - before, 3) << "a refusal holds for a while";
   }
   const auto device = client("device", "secret");
   EXPECT_EQ(WatchResult(*device, "app/", "app0"), HubResult::kDone);

@@ -35,6 +35,7 @@ class SimHub {
   Hub::LeaseAnswer Grant(Moment milliseconds);
   Hub::LeaseAnswer Keep(LeaseId lease);
   void Revoke(LeaseId lease);
+  size_t Leases() const { return leases_.size(); }
 
   Revision Newest() const { return data_.newest; }
   void Compact(Revision upTo);

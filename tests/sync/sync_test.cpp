@@ -457,26 +457,28 @@ TEST_F(SyncTest, CallsThatFailSayWhy) {
     const char* name;
     std::function<void(Device&)> spoil;
     Moment timeout;
-    std::string answer;
+    std::string reason;
   };
   const std::vector<Case> cases = {
-      {"nothing", [](Device&) {}, 60'000, "two:done "},
-      {"line down", [](Device& device) { device.line.SetUp(false); }, 60'000, "two:hub unavailable "},
-      {"too slow", [](Device& device) { device.line.Faults().delay = 60'000; }, 10, "two:time-out "},
-      {"full", [this](Device&) { hub_.SetFull(true); }, 60'000, "two:full "},
-      {"disk full", [](Device& device) { device.replica.SetBroken(true); }, 60'000, "two:the store failed "},
-      {"closed", [](Device& device) { device.sync.Close(); }, 60'000, "two:closed "},
+      {"nothing", [](Device&) {}, 60'000, ""},
+      {"line down", [](Device& device) { device.line.SetUp(false); }, 60'000, "hub unavailable"},
+      {"too slow", [](Device& device) { device.line.Faults().delay = 60'000; }, 10, "time-out"},
+      {"full", [this](Device&) { hub_.SetFull(true); }, 60'000, "full"},
+      {"disk full", [](Device& device) { device.replica.SetBroken(true); }, 60'000, "the store failed"},
+      {"closed", [](Device& device) { device.sync.Close(); }, 60'000, "closed"},
   };
   for (const Case& each : cases) {
     hub_.SetFull(false);
     Device& device = Add(std::string("device ") + each.name, {}, false);
     device.replica.Write({{"key", each.name}});
     std::vector<std::string> answers;
-    device.sync.Sync({"two"}, SyncMode::kPushPull, 0, each.timeout,
+    device.sync.Sync({"two", "nobody"}, SyncMode::kPushPull, 0, each.timeout,
                      [&](const SyncResults& results) { answers.push_back(ToText(results)); });
     each.spoil(device);
     Run(70'000);
-    EXPECT_EQ(answers, std::vector<std::string>{each.answer}) << each.name;
+    const std::string answer = each.reason.empty() ? "nobody:unknown device two:done "
+                                                   : "nobody:" + each.reason + " two:" + each.reason + ' ';
+    EXPECT_EQ(answers, std::vector<std::string>{answer}) << each.name;
   }
 }
 
@@ -508,13 +510,32 @@ TEST_F(SyncTest, PresenceFollowsLeases) {
   EXPECT_EQ(two->Find("one"), Whereabouts::kOffline);
 
   twoLine.SetUp(true);
-  Run(5000);
+  Run(10'000);
   EXPECT_EQ(one.Find("two"), Whereabouts::kOnline);
   EXPECT_EQ(two->Find("one"), Whereabouts::kOnline);
   two->Close();
   Run(1000);
   EXPECT_EQ(one.Find("two"), Whereabouts::kOffline);
   one.Close();
+}
+
+TEST_F(SyncTest, AHubThatRefusesADeviceIsNotFloodedByIt) {
+  SimLine line(hub_, schedule_, random_);
+  std::vector<HubResult> contacts;
+  Presence presence(
+      line, presenceTimers_, {"space", "one", {}}, [](auto&&...) {},
+      [&](HubResult result) { contacts.push_back(result); });
+  hub_.SetFull(true);
+  presence.Start();
+  for (int second = 0; second < 60; ++second) {
+    Run(1000);
+    EXPECT_LE(hub_.Leases(), 1U);
+  }
+  EXPECT_EQ(contacts, std::vector<HubResult>(7, HubResult::kFull));
+  hub_.SetFull(false);
+  Run(60'000);
+  EXPECT_EQ(contacts.back(), HubResult::kDone);
+  presence.Close();
 }
 
 }  // namespace
