@@ -65,7 +65,8 @@ std::string Connection::AddToken(grpc::ClientContext& context) const {
   return token;
 }
 
-// To check a password takes the hub some effort, by intent: so one that is wrong is not sent for each request.
+// To check a password takes the hub some effort, by intent: so one that is wrong is not sent for each
+// request.
 void Connection::Authenticate(Tokens::Answer answer) {
   if (std::chrono::steady_clock::now() < refusalEnds_) {
     calls_.Start(std::make_unique<AlarmCall>(

@@ -125,14 +125,16 @@ TEST_F(Processes, ForkedCopyLeavesTheStoreAlone) {
 // With what a crash has left in the log, by setting and on a file system that lets nobody write. Nobody looks
 // for the hub, which would be said if it can't be found.
 TEST_F(Processes, AReadOnlyStoreIsReadAndNotTouched) {
-  const std::string expected = "open 0 0 0 27459604 27459604 27459604 27459604 27459604 27459604 27459604 0 v\n";
+  const std::string expected =
+      "open 0 0 0 27459604 27459604 27459604 27459604 27459604 27459604 27459604 0 v\n";
   const std::string mount = "mount --bind " + Home().string() + " " + Home().string() +
                             " && mount -o remount,ro,bind " + Home().string();
   fs::remove_all(Home());
   fs::create_directories(Home());
   // Mounting takes rights that not every host gives.
   const bool mounts = std::system(("unshare -rm sh -c '" + mount + "' 2>/dev/null").c_str()) == 0;
-  const std::string mounted = "KORA_DATA_ENDPOINTS=127.0.0.1:9 KORA_LOG_LEVEL=warn unshare -rm sh -c '" + mount + " && exec \"$@\"' sh";
+  const std::string mounted = "KORA_DATA_ENDPOINTS=127.0.0.1:9 KORA_LOG_LEVEL=warn unshare -rm sh -c '" +
+                              mount + " && exec \"$@\"' sh";
   if (mounts) {
     EXPECT_EQ(Child("read-only", mounted).Line(), "open 27459589");
   }
