@@ -91,7 +91,11 @@ void Service::OpenHub() {
   hub_ = Etcd::OpenHub(
       settings_, [this](std::function<void()> function) { worker_.Post(std::move(function)); }, trouble_);
   RegisterEnd();
-  if (hub_ == nullptr) return;
+  if (hub_ == nullptr) {
+    // The loader's text may name any folder.
+    trouble_ = ToModifiedUtf8(trouble_).value_or("the library for etcd can't be loaded");
+    return;
+  }
   Sync::PresenceOptions options;
   options.nameSpace = settings_.nameSpace;
   options.device = device_;

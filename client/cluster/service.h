@@ -45,7 +45,8 @@ class Service {
 
   // Waits until it is known which devices there are, or that the hub can't be reached.
   void AwaitDevices();
-  // Why the hub is out of reach, as an English text in ASCII; empty: it was reached. Waits for the worker.
+  // Why the hub is out of reach, as an English text, modified UTF-8; empty: it was reached. Waits for the
+  // worker.
   std::string Trouble();
 
  private:

@@ -13,7 +13,7 @@
 
 namespace KORA::DistributedKv::Client::Cluster {
 
-// How the synchronisation with one device ended; the reason is an English text in ASCII.
+// How the synchronisation with one device ended; the reason is an English text in modified UTF-8.
 struct SyncOutcome {
   Status status = Status::ERROR;
   std::string reason;

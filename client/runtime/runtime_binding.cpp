@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "cluster/service.h"
 #include "cluster/sync_number.h"
 #include "cluster/sync_request.h"
 #include "common/guard.h"
@@ -146,6 +147,18 @@ JNIEXPORT jobjectArray JNICALL Java_kora_data_distributed_common_StoreClient_nat
     return Status::SUCCESS;
   });
   return reasons;
+}
+
+// static native String nativeHubTrouble(): why the hub that this process looks for is out of reach; null: it
+// was reached, or nothing looks for one.
+JNIEXPORT jstring JNICALL Java_kora_data_distributed_common_StoreClient_nativeHubTrouble(JNIEnv* env,
+                                                                                         jclass) {
+  std::string trouble;
+  client::Guard([&] {
+    if (client::Cluster::Service* service = client::Cluster::Service::Running()) trouble = service->Trouble();
+    return Status::SUCCESS;
+  });
+  return trouble.empty() ? nullptr : env->NewStringUTF(trouble.c_str());
 }
 
 // static native void nativeNumberNext(long number): of the next synchronisation that the calling thread

@@ -107,6 +107,7 @@ devices() {
   printf '%s\n' 'put a 1' 'sync other' 'devices' | expect 1 $'other\tfailed\tno hub is configured\n'"$(kora devices)" '' kora shell
   expect 2 '' "Invalid value for option '--mode': expected pull, push or push-pull" kora sync --mode both
   expect 1 '' 'cluster.endpoints' kora --endpoints nowhere devices
+  expect 1 "$(kora devices)" "the other devices can't be seen: hub unavailable" kora --endpoints 127.0.0.1:1 devices
   printf 'put own 1\n' | expect 0 '' '' kora --store watched watch --remote
 }
 

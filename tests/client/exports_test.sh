@@ -17,6 +17,7 @@ expected=$(sort -u <<END
 ${binding}_nativeClaimCallbacks
 ${binding}_nativeConfigure
 ${binding}_nativeHostCallbacks
+${binding}_nativeHubTrouble
 ${binding}_nativeSyncReasons
 ${syncs}_nativeCompleted
 ${syncs}_nativeNumberNext

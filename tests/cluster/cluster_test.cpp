@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <fstream>
 
 #include "contract/types.h"
 #include "device_process.h"
@@ -68,6 +69,11 @@ TEST_F(Cluster, ChangesCrossWithTheirWriterAndATransactionIsOneChange) {
   one->Ask("multi m");
   EXPECT_EQ(two->Hear("change "), "change " + one->Id() + " +m");
   EXPECT_EQ(two->Ask("get m"), kAbsent) << "it belongs to the store of the other kind";
+  // Both stores at once.
+  EXPECT_EQ(one->Ask("fill 3000"), "0");
+  one->Ask("multi n");
+  EXPECT_TRUE(Becomes([&] { return two->Ask("get key1") != kAbsent; }));
+  EXPECT_EQ(two->Hear("change " + one->Id() + " +n"), "change " + one->Id() + " +n");
   EXPECT_EQ(one->End(), "");
 }
 
@@ -91,6 +97,24 @@ TEST_F(Cluster, SyncBringsAndTakesWhatItsModeSays) {
   EXPECT_EQ(one->Ask("sync 2 60000 nobody nobody " + two->Id()), "0");
   EXPECT_EQ(one->Ask("close"), "0");
   EXPECT_EQ(one->Hear("synced "), "synced " + two->Id() + "=failed nobody=failed");
+}
+
+// What is deleted is not among what the hub has left.
+TEST_F(Cluster, DeletesArriveThoughTheHubHasForgottenTheChanges) {
+  const auto one = NewDevice("one");
+  const auto two = NewDevice("two");
+  for (const auto& device : {&one, &two}) ASSERT_EQ((*device)->Ask(kOpen), "0");
+  one->Ask("change gone=1 kept=1");
+  ASSERT_TRUE(HasIn(*two, "gone=1 kept=1 "));
+  EXPECT_EQ(two->End(), "");
+  one->Ask("change gone new=1");
+  ASSERT_TRUE(Sync(*one, *one, SyncMode::PUSH));
+  const std::string header = servers_->Control({"get", "any", "--write-out=fields"});
+  const size_t revision = header.find(':', header.find("\"Revision\"")) + 1;
+  servers_->Control({"compaction", std::to_string(std::stol(header.substr(revision)))});
+  two->Start();
+  ASSERT_EQ(two->Ask(kOpen), "0");
+  EXPECT_TRUE(HasIn(*two, "kept=1 new=1 "));
 }
 
 TEST_F(Cluster, DevicesAreSeenComingAndGoing) {
@@ -196,6 +220,39 @@ TEST_F(Cluster, WithoutAHubAllGoesOnAndComesTogetherLater) {
   EXPECT_EQ(one.Ask("close"), "0");
   EXPECT_EQ(one.Hear("synced "), "synced " + two.Id() + "=failed");
   EXPECT_EQ(one.End(), "");
+}
+
+TEST_F(Cluster, WithoutItsHubADeviceWorksAndSaysWhatIsWrong) {
+  const Etcd::Servers guarded({1, {"--bcrypt-cost=4"}, "http", {"--user=root:right"}});
+  for (const Etcd::Arguments& command :
+       std::vector<Etcd::Arguments>{{"--user=", "user", "add", "root:right"},
+                                    {"--user=", "user", "grant-role", "root", "root"},
+                                    {"--user=", "auth", "enable"}}) {
+    guarded.Control(command);
+  }
+  // Found before the library of this name.
+  std::ofstream(folder_.Path() / "libkora_data_etcd.so") << "not a library";
+  struct Case {
+    std::string name;
+    DeviceProcess::Settings settings;
+    std::string reason;
+  };
+  const std::vector<Case> cases = {
+      {"nobody listens", {{"cluster.endpoints", "127.0.0.1:1"}}, "hub unavailable"},
+      {"wrong password",
+       {{"cluster.endpoints", guarded.Endpoints()[0]}, {"cluster.user", "root"}, {"cluster.password", "no"}},
+       "denied"},
+      {"no library", Settings(), "the library for etcd can't be loaded: "}};
+  for (const Case& each : cases) {
+    DeviceProcess device(each.name, folder_.Path(), each.settings,
+                         each.name == "no library" ? folder_.Path() : "");
+    EXPECT_EQ(device.Ask(kOpen), "0");
+    EXPECT_EQ(device.Ask("put a 1"), "0");
+    EXPECT_EQ(device.Ask("sync 2 0 other"), "0");
+    EXPECT_EQ(device.Hear("synced "), "synced other=failed");
+    EXPECT_EQ(device.Ask("list"), "a=1 ");
+    EXPECT_NE(device.Log().find("with device other: " + each.reason), std::string::npos) << device.Log();
+  }
 }
 
 TEST_F(Cluster, WhoHasNoHubLoadsNothingForIt) {

@@ -27,8 +27,9 @@ bool Becomes(const std::function<bool()>& condition, std::chrono::milliseconds l
   return true;
 }
 
-DeviceProcess::DeviceProcess(const std::string& name, const std::filesystem::path& folder, Settings settings)
-    : folder_(folder / name) {
+DeviceProcess::DeviceProcess(const std::string& name, const std::filesystem::path& folder, Settings settings,
+                             std::filesystem::path libraries)
+    : folder_(folder / name), libraries_(std::move(libraries)) {
   std::filesystem::create_directories(folder_);
   settings.emplace("home", (folder_ / "home").string());
   settings.emplace("device.name", name);
@@ -53,6 +54,7 @@ void DeviceProcess::Start() {
     dup2(open((folder_ / "log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600), STDERR_FILENO);
     setenv("KORA_DATA_CONFIG", (folder_ / "settings").c_str(), 1);
     setenv("KORA_LOG_LEVEL", "info", 1);
+    if (!libraries_.empty()) setenv("LD_LIBRARY_PATH", libraries_.c_str(), 1);
     execl(CLUSTER_DEVICE, CLUSTER_DEVICE, nullptr);
     _exit(127);
   }
@@ -75,9 +77,12 @@ void DeviceProcess::Kill() {
 std::string DeviceProcess::End() {
   close(std::exchange(input_, -1));
   const int status = Await();
+  return status == 0 ? "" : std::to_string(status) + '\n' + Log();
+}
+
+std::string DeviceProcess::Log() const {
   std::ifstream log(folder_ / "log");
-  return status == 0 ? ""
-                     : std::to_string(status) + '\n' + std::string(std::istreambuf_iterator<char>(log), {});
+  return {std::istreambuf_iterator<char>(log), {}};
 }
 
 int DeviceProcess::Await() {

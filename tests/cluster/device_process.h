@@ -21,8 +21,10 @@ class DeviceProcess {
  public:
   using Settings = std::map<std::string, std::string>;
 
-  // `settings` as in a file that KORA_DATA_CONFIG names.
-  DeviceProcess(const std::string& name, const std::filesystem::path& folder, Settings settings);
+  // `settings` as in a file that KORA_DATA_CONFIG names; `libraries`: a folder to look for libraries in
+  // first.
+  DeviceProcess(const std::string& name, const std::filesystem::path& folder, Settings settings,
+                std::filesystem::path libraries = {});
   DeviceProcess(const DeviceProcess&) = delete;
   DeviceProcess& operator=(const DeviceProcess&) = delete;
   ~DeviceProcess() { Kill(); }
@@ -40,6 +42,8 @@ class DeviceProcess {
   // The next line that begins like this, among those that it says by itself; empty: none came in time.
   std::string Hear(const std::string& prefix, std::chrono::milliseconds limit = kPatience);
   const std::string& Id();
+  // Since its first start.
+  std::string Log() const;
 
  private:
   using Time = std::chrono::steady_clock::time_point;
@@ -48,6 +52,7 @@ class DeviceProcess {
   int Await();
 
   const std::filesystem::path folder_;
+  const std::filesystem::path libraries_;
   pid_t pid_ = -1;
   int input_ = -1;   // the device's
   int output_ = -1;  // likewise

@@ -53,6 +53,7 @@ class Faults {
   }
 
   bool RunRound(int round) {
+    if (round == 1) LoseLeader();
     for (int step = 0; step < kSteps; ++step) {
       DoSomething();
       std::this_thread::sleep_for(milliseconds(Below(20)));
@@ -95,6 +96,18 @@ class Faults {
       default:
         return Write(device);
     }
+  }
+
+  // For longer than the others take to elect another one.
+  void LoseLeader() {
+    ++faults_;
+    const size_t leader = servers_.Leader();
+    servers_.Kill(leader);
+    for (int i = 0; i < 30; ++i) {
+      Write(Below(kDevices));
+      std::this_thread::sleep_for(milliseconds(100));
+    }
+    servers_.Start(leader);
   }
 
   void Resume(int member) {

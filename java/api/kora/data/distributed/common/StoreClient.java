@@ -3,6 +3,7 @@ package kora.data.distributed.common;
 import java.util.Collections;
 import java.util.LinkedHashMap;
 import java.util.Map;
+import java.util.Optional;
 import kora.data.distributed.internal.Arguments;
 import kora.data.distributed.internal.NativeLibraries;
 import kora.data.distributed.internal.Results;
@@ -60,6 +61,24 @@ public final class StoreClient {
   }
 
   /**
+   * Why the hub of several devices is out of reach. {@link KvManager#devices} lists the others then as they were seen
+   * last, or none.
+   *
+   * @return the reason, such as "hub unavailable" or "denied", as docs/errors.md lists them; empty when the hub was
+   *     reached, and when this process does not look for one: none is configured, stores may only be read, or neither a
+   *     store was opened nor a device asked for
+   * @throws KvStoreException NOT_SUPPORT if the native libraries can't be loaded
+   */
+  public static Optional<String> hubTrouble() {
+    NativeLibraries.ensureLoaded();
+    try {
+      return Optional.ofNullable(nativeHubTrouble());
+    } catch (UnsatisfiedLinkError notOffered) {
+      return Optional.empty();
+    }
+  }
+
+  /**
    * Loads the native libraries; from then on a Java thread runs the callbacks, if the store client lets it.
    */
   static void start() {
@@ -96,6 +115,8 @@ public final class StoreClient {
   private static native String nativeConfigure(byte[][] settings);
 
   private static native String[] nativeSyncReasons(String appId, String storeId);
+
+  private static native String nativeHubTrouble();
 
   private static native boolean nativeClaimCallbacks();
 

@@ -145,7 +145,7 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    * pushed, this store has all that the hub had, and the device is online, so that it has its part at once if it
    * synchronises without being asked. A device that is offline or unknown is a failure in the outcome, as all are
    * to a device without a hub; what was pushed waits for it on the hub all the same. The identifier of this device
-   * stands for the hub alone. {@link kora.data.distributed.common.StoreClient#syncReasons} tells why.
+   * stands for the hub alone; what fails there fails for each device. {@link kora.data.distributed.common.StoreClient#syncReasons} tells why.
    *
    * <p>The store client ends a synchronisation as failed when it can't reach the hub, or after ten minutes.
    *

@@ -11,6 +11,7 @@ import java.util.ArrayList;
 import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
+import java.util.Optional;
 import java.util.concurrent.BlockingQueue;
 import java.util.concurrent.CompletableFuture;
 import java.util.concurrent.ExecutionException;
@@ -56,6 +57,7 @@ class DeviceTest {
     for (DeviceFilterStrategy strategy : DeviceFilterStrategy.values()) {
       assertEquals(List.of(), manager.devices(strategy));
     }
+    assertEquals(Optional.empty(), StoreClient.hubTrouble(), "none is looked for");
   }
 
   @Test
