@@ -58,10 +58,7 @@ class Member::Commits : public std::enable_shared_from_this<Commits> {
   // Under the store's write lock.
   void OnLogged() noexcept {
     if (posted_.exchange(true)) return;
-    const Status posted = Guard([this] {
-      worker_.Post([self = shared_from_this()] { self->Run(); });
-      return Status::SUCCESS;
-    });
+    const Status posted = Guard([this] { worker_.Post([self = shared_from_this()] { self->Run(); }); });
     if (posted != Status::SUCCESS) posted_ = false;
   }
 

@@ -61,7 +61,6 @@ Service* Service::Running() {
 void Service::EndRunning() noexcept {
   Guard([] {
     if (Service* service = Running()) service->End();
-    return Status::SUCCESS;
   });
 }
 
@@ -162,7 +161,6 @@ void Service::Close(const Store& store) noexcept {
     } catch (const std::future_error&) {
       // The service has ended, and with it what there was to close.
     }
-    return Status::SUCCESS;
   });
 }
 

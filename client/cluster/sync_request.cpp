@@ -56,15 +56,11 @@ void SyncRequest::End(Status status, const char* reason) noexcept {
     SyncOutcomes outcomes;
     for (const std::string& device : devices_) outcomes[device] = {status, reason};
     Answer(outcomes);
-    return Status::SUCCESS;
   });
 }
 
 void SyncRequest::End(const SyncOutcomes& outcomes) noexcept {
-  Guard([&] {
-    Answer(outcomes);
-    return Status::SUCCESS;
-  });
+  Guard([&] { Answer(outcomes); });
 }
 
 void SyncRequest::Answer(const SyncOutcomes& outcomes) {

@@ -34,10 +34,7 @@ void Worker::Post(std::function<void()> function) {
 
 void Worker::End(std::function<void()> last, Deadline deadline) {
   Post([this, last = std::move(last)] {
-    Guard([&] {
-      last();
-      return Status::SUCCESS;
-    });
+    Guard([&] { last(); });
     const std::lock_guard<std::mutex> lock(mutex_);
     ended_ = true;
     changed_.notify_all();
@@ -53,7 +50,6 @@ void Worker::Run() {
     Guard([this] {
       timers_.Advance(Now());
       if (const std::function<void()> function = Take()) function();
-      return Status::SUCCESS;
     });
   }
 }

@@ -46,19 +46,13 @@ void OpenStore(const Client::StoreName& name, StoreKind kind, const Options& opt
     if (opened == Status::SUCCESS) store = make(std::move(lease));
     return opened;
   });
-  Guard([&] {
-    callback(status, std::move(store));
-    return Status::SUCCESS;
-  });
+  Guard([&] { callback(status, std::move(store)); });
 }
 
 }  // namespace
 
 DistributedKvDataManager::DistributedKvDataManager() : impl_(std::make_unique<Impl>()) {
-  Guard([] {
-    Client::Configuration::Instance().Settle();
-    return Status::SUCCESS;
-  });
+  Guard([] { Client::Configuration::Instance().Settle(); });
 }
 
 DistributedKvDataManager::~DistributedKvDataManager() = default;
@@ -96,10 +90,7 @@ void DistributedKvDataManager::GetAllKvStoreId(const AppId& appId,
                                                std::function<void(Status, std::vector<StoreId>&)> callback) {
   std::vector<StoreId> storeIds;
   const Status status = Guard([&] { return StoreRegistry::Instance().List(appId.appId, storeIds); });
-  Guard([&] {
-    callback(status, storeIds);
-    return Status::SUCCESS;
-  });
+  Guard([&] { callback(status, storeIds); });
 }
 
 Status DistributedKvDataManager::GetLocalDevice(DeviceInfo& device) {
@@ -111,7 +102,6 @@ Status DistributedKvDataManager::GetDeviceList(std::vector<DeviceInfo>& devices,
   return Guard([&] {
     if (Service* service = Service::Find()) service->AwaitDevices();
     devices = Client::OtherDevices::Instance().List(strategy);
-    return Status::SUCCESS;
   });
 }
 
@@ -132,16 +122,12 @@ void DistributedKvDataManager::RegisterKvStoreServiceDeathRecipient(
     std::shared_ptr<KvStoreDeathRecipient> recipient) {
   Guard([&] {
     if (recipient != nullptr) Client::DeathNotice::Instance().Add(std::move(recipient));
-    return Status::SUCCESS;
   });
 }
 
 void DistributedKvDataManager::UnRegisterKvStoreServiceDeathRecipient(
     std::shared_ptr<KvStoreDeathRecipient> recipient) {
-  Guard([&] {
-    Client::DeathNotice::Instance().Remove(recipient);
-    return Status::SUCCESS;
-  });
+  Guard([&] { Client::DeathNotice::Instance().Remove(recipient); });
 }
 
 }  // namespace KORA::DistributedKv

@@ -30,7 +30,6 @@ void EndClient() {
     const Deadline deadline = std::chrono::steady_clock::now() + kPatience;
     CallbackQueue::Instance().Stop(deadline);
     StoreRegistry::Instance().CloseAll(deadline);
-    return Status::SUCCESS;
   });
 }
 

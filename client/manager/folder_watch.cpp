@@ -32,10 +32,7 @@ void FolderWatch::Run() const {
   for (;;) {
     const ssize_t size = read(events_, events.data(), events.size());
     if (size < 0 && errno != EINTR) return;
-    Guard([this] {
-      changed_();
-      return Status::SUCCESS;
-    });
+    Guard([this] { changed_(); });
   }
 }
 

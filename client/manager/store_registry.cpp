@@ -336,10 +336,7 @@ void StoreRegistry::Release(const StoreName& name, const Store* store) {
 // An opening that was cut off by an exception leaves a store without handles.
 StoreRegistry::Slot::~Slot() {
   if (store == nullptr) return;
-  Guard([this] {
-    Close();
-    return Status::SUCCESS;
-  });
+  Guard([this] { Close(); });
 }
 
 void StoreRegistry::Slot::Close() {

@@ -12,10 +12,7 @@ namespace {
 thread_local bool t_runs_callbacks = false;
 
 void InvokeGuarded(const Callback& callback) {
-  Guard([&callback] {
-    callback();
-    return Status::SUCCESS;
-  });
+  Guard([&callback] { callback(); });
 }
 
 }  // namespace
@@ -46,10 +43,7 @@ void CallbackQueue::Run(const Invoker& invoke) {
   t_runs_callbacks = true;
   while (const std::shared_ptr<CallbackSource> source = Next()) {
     bool more = true;
-    Guard([&] {
-      more = source->DeliverOne(invoke);
-      return Status::SUCCESS;
-    });
+    Guard([&] { more = source->DeliverOne(invoke); });
     const std::lock_guard<std::mutex> lock(mutex_);
     running_ = false;
     if (more) ready_.push_back(source);

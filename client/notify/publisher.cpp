@@ -107,10 +107,7 @@ void Publisher::Publish(Pieces pieces, const std::function<SnapshotMaker()>& sna
 
 template <typename Make>
 void Publisher::EnqueueWhatIsMade(Make make) noexcept {
-  const Status status = Guard([&] {
-    Enqueue(make());
-    return Status::SUCCESS;
-  });
+  const Status status = Guard([&] { Enqueue(make()); });
   if (status == Status::SUCCESS) return;
   const std::lock_guard<std::mutex> lock(mutex_);
   ++lost_;
@@ -180,7 +177,6 @@ bool Publisher::MakePiece(Waiting& change) const noexcept {
     Change piece;
     more = change.pieces(piece);
     if (piece.Entries() > 0) change.notification.emplace(Describe(std::move(piece)));
-    return Status::SUCCESS;
   });
   return more;
 }

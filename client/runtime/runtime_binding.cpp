@@ -100,10 +100,7 @@ jobjectArray ToArray(JNIEnv* env, const std::map<std::string, std::string>& pair
 void HostCallbacks(JNIEnv* env) {
   CallbackQueue::Instance().Run([env](const Callback& callback) {
     const CallbackFrame frame(env);
-    Guard([&callback] {
-      callback();
-      return Status::SUCCESS;
-    });
+    Guard([&callback] { callback(); });
   });
 }
 
@@ -121,10 +118,7 @@ extern "C" {
 JNIEXPORT jstring JNICALL
 Java_kora_data_distributed_common_StoreClient_nativeConfigure(JNIEnv* env, jclass, jobjectArray settings) {
   std::string error = "out of memory";
-  client::Guard([&] {
-    error = client::Configure(env, settings);
-    return Status::SUCCESS;
-  });
+  client::Guard([&] { error = client::Configure(env, settings); });
   if (error.empty() || env->ExceptionCheck()) return nullptr;
   return env->NewStringUTF(error.c_str());
 }
@@ -144,7 +138,6 @@ JNIEXPORT jobjectArray JNICALL Java_kora_data_distributed_common_StoreClient_nat
     const auto found =
         client::Cluster::FindSyncReasons(client::ToText(env, application), client::ToText(env, store));
     reasons = client::ToArray(env, found);
-    return Status::SUCCESS;
   });
   return reasons;
 }
@@ -156,7 +149,6 @@ JNIEXPORT jstring JNICALL Java_kora_data_distributed_common_StoreClient_nativeHu
   std::string trouble;
   client::Guard([&] {
     if (client::Cluster::Service* service = client::Cluster::Service::Running()) trouble = service->Trouble();
-    return Status::SUCCESS;
   });
   return trouble.empty() ? nullptr : env->NewStringUTF(trouble.c_str());
 }
@@ -177,10 +169,7 @@ JNIEXPORT jlong JNICALL Java_kora_data_distributed_internal_Syncs_nativeComplete
 // static native void nativeHostCallbacks(): runs the callbacks on the calling thread until the process ends.
 JNIEXPORT void JNICALL Java_kora_data_distributed_common_StoreClient_nativeHostCallbacks(JNIEnv* env,
                                                                                          jclass) {
-  client::Guard([&] {
-    client::HostCallbacks(env);
-    return Status::SUCCESS;
-  });
+  client::Guard([&] { client::HostCallbacks(env); });
 }
 
 }  // extern "C"

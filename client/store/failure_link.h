@@ -21,7 +21,6 @@ class FailureLink {
       const std::lock_guard<std::mutex> lock(mutex_);
       failed_ = true;
       if (const std::shared_ptr<Store> store = store_.lock()) Pass(*store);
-      return Status::SUCCESS;
     });
   }
 

@@ -25,19 +25,13 @@ void MultiStore::GetKvStoreSnapshot(std::shared_ptr<KvStoreObserver> observer,
     });
     if (status != Status::SUCCESS && observer) UnSubscribeKvStore(SubscribeType::ALL, observer);
   }
-  Guard([&] {
-    callback(status, std::move(taken));
-    return Status::SUCCESS;
-  });
+  Guard([&] { callback(status, std::move(taken)); });
 }
 
 Status MultiStore::ReleaseKvStoreSnapshot(std::unique_ptr<KvStoreSnapshot> snapshot) {
   if (snapshot == nullptr) return Status::INVALID_ARGUMENT;
   // Whatever has become of the store.
-  return Guard([&] {
-    snapshot.reset();
-    return Status::SUCCESS;
-  });
+  return Guard([&] { snapshot.reset(); });
 }
 
 Status MultiStore::Put(const Key& key, const Value& value) {

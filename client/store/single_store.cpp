@@ -89,10 +89,7 @@ void SingleStore::OpenResultSet(const ResultSetCallback& callback, MakeRows make
     return made == Status::SUCCESS ? ResultSet::Open(store.shared_from_this(), std::move(rows), opened)
                                    : made;
   });
-  Guard([&] {
-    callback(status, std::move(opened));
-    return Status::SUCCESS;
-  });
+  Guard([&] { callback(status, std::move(opened)); });
 }
 
 void SingleStore::GetResultSet(const Key& prefixKey, ResultSetCallback callback) const {
@@ -112,10 +109,7 @@ void SingleStore::GetResultSetWithQuery(const std::string& query, ResultSetCallb
 Status SingleStore::CloseResultSet(std::unique_ptr<KvStoreResultSet>&& resultSet) {
   if (resultSet == nullptr) return Status::INVALID_ARGUMENT;
   // Whatever has become of the store.
-  return Guard([&] {
-    resultSet.reset();
-    return Status::SUCCESS;
-  });
+  return Guard([&] { resultSet.reset(); });
 }
 
 Status SingleStore::GetCountWithQuery(const std::string& query, int32_t& count) const {

@@ -9,10 +9,7 @@ namespace {
 template <typename Items>
 void Answer(const std::function<void(Status, std::vector<Items>&)>& callback, Status status,
             std::vector<Items>& items) {
-  Guard([&] {
-    callback(status, items);
-    return Status::SUCCESS;
-  });
+  Guard([&] { callback(status, items); });
 }
 
 }  // namespace

@@ -24,7 +24,6 @@ class StoreLease {
     Guard([this] {
       store_->Observers().DropOwned(this);
       release_();
-      return Status::SUCCESS;
     });
   }
 
@@ -53,10 +52,7 @@ class StoreLease {
 
   StoreId Id() const noexcept {
     StoreId id;
-    Guard([&] {
-      id.storeId = store_->Id();
-      return Status::SUCCESS;
-    });
+    Guard([&] { id.storeId = store_->Id(); });
     return id;
   }
 
