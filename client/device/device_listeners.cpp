@@ -1,10 +1,10 @@
 #include "device/device_listeners.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "common/log.h"
+#include "common/take_if.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -55,10 +55,7 @@ template <typename Predicate>
 size_t DeviceListeners::DropIf(Predicate fits) {
   std::vector<Registration> dropped;  // ends outside the lock: a listener's end is code of the program
   const std::lock_guard<std::mutex> lock(mutex_);
-  const auto rest = std::stable_partition(registrations_.begin(), registrations_.end(),
-                                          [&](const Registration& other) { return !fits(other); });
-  std::move(rest, registrations_.end(), std::back_inserter(dropped));
-  registrations_.erase(rest, registrations_.end());
+  dropped = TakeIf(registrations_, fits);
   return dropped.size();
 }
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "common/guard.h"
+#include "common/take_if.h"
 
 namespace KORA::DistributedKv::Client {
 
@@ -52,11 +53,7 @@ template <typename Predicate>
 size_t Publisher::DropIf(Predicate fits) {
   std::vector<Subscription> dropped;  // ends outside the lock: an observer's end is code of the program
   const std::lock_guard<std::mutex> lock(mutex_);
-  const auto rest =
-      std::stable_partition(subscriptions_.begin(), subscriptions_.end(),
-                            [&](const Subscription& subscription) { return !fits(subscription); });
-  std::move(rest, subscriptions_.end(), std::back_inserter(dropped));
-  subscriptions_.erase(rest, subscriptions_.end());
+  dropped = TakeIf(subscriptions_, fits);
   for (const Subscription& gone : dropped) {
     if (Hears(gone.type, Origin::kLocal)) --local_;
     if (Hears(gone.type, Origin::kRemote)) --remote_;
