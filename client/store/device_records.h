@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,10 +16,6 @@ class DeviceRecords {
  public:
   // Names the store in log lines.
   DeviceRecords(const View& view, const std::string& storeId) : view_(view), storeId_(storeId) {}
-
-  // The number that another device has in the store; nothing: no record ever came from it. SUCCESS or
-  // DB_ERROR.
-  Status FindNumber(const std::string& deviceId, std::optional<uint32_t>& number) const;
 
   // Adds the callers' keys of the records that the device wrote. It begins at the engine key `from` and looks
   // at a slice of the store; `from` is then where to go on, or empty at the end. SUCCESS or DB_ERROR.

@@ -8,6 +8,7 @@
 #include "schema/catalog.h"
 #include "store/checks.h"
 #include "store/deleted_records.h"
+#include "store/device_numbers.h"
 #include "store/device_records.h"
 #include "store/record.h"
 #include "store/record_reader.h"
@@ -176,9 +177,10 @@ Publisher::Pieces Store::PiecesOf(DeletedRecords::Filter filter) {
 }
 
 Status Store::FindDevice(const std::string& deviceId, std::optional<uint32_t>& number) const {
-  if (deviceId != deviceId_) return DeviceRecords(*engine_, id_).FindNumber(deviceId, number);
-  number = kThisDevice;
-  return Status::SUCCESS;
+  DeviceNumbers devices;
+  const Status status = devices.Load(*engine_, deviceId_);
+  if (status == Status::SUCCESS) number = devices.Find(deviceId);
+  return status;
 }
 
 Status Store::RemoveDeviceData(const std::string& deviceId) {
