@@ -41,6 +41,16 @@ Status FindHeld(const View& view, const std::string& storeId, const std::string&
   return status;
 }
 
+// DB_ERROR: no device of the store wrote this.
+template <typename Written>
+Status FindStamp(const Written& written, const DeviceNumbers& devices, const Store& store,
+                 Sync::Stamp& stamp) {
+  const std::string* const device = devices.Find(written.device);
+  if (device == nullptr) return DamagedRecord(store.Id());
+  stamp = {written.version, *device};
+  return Status::SUCCESS;
+}
+
 // The entries of a space of records or tombstones whose callers' keys are above `after`.
 std::unique_ptr<Cursor> EntriesAbove(const View& view, Bytes space, const std::string& after) {
   std::unique_ptr<Cursor> cursor = view.Entries(space);
@@ -76,11 +86,11 @@ class StoreReplica::Merging {
   template <typename Use>
   Status WithHeld(const std::string& key, Use use) {
     Found found;
-    const Status status = FindHeld(store_.Committed(), store_.Id(), key, found);
-    if (status != Status::SUCCESS) return status == Status::KEY_NOT_FOUND ? Status::SUCCESS : status;
-    const std::string* const device = devices_.Find(found.device);
-    if (device == nullptr) return DamagedRecord(store_.Id());
-    use(found, Sync::Stamp{found.version, *device});
+    Sync::Stamp stamp;
+    Status status = FindHeld(store_.Committed(), store_.Id(), key, found);
+    if (status == Status::KEY_NOT_FOUND) return Status::SUCCESS;
+    if (status == Status::SUCCESS) status = FindStamp(found, devices_, store_, stamp);
+    if (status == Status::SUCCESS) use(found, stamp);
     return status;
   }
 
@@ -168,13 +178,6 @@ Status StoreReplica::Damaged() const {
   return DamagedRecord(store_->Id());
 }
 
-Status StoreReplica::StampOf(const Record& record, Sync::Stamp& stamp) const {
-  const std::string* const device = devices_.Find(record.device);
-  if (device == nullptr) return Damaged();
-  stamp = {record.version, *device};
-  return Status::SUCCESS;
-}
-
 Status StoreReplica::Read(const std::string& key, Sync::Content& content) {
   return Call([&](const Store& store) {
     Found found;
@@ -182,7 +185,7 @@ Status StoreReplica::Read(const std::string& key, Sync::Content& content) {
     if (status != Status::SUCCESS) return status;
     content.deleted = found.deleted;
     content.value = std::move(found.value);
-    return StampOf({found.version, found.device, {}}, content.stamp);
+    return FindStamp(found, devices_, store, content.stamp);
   });
 }
 
@@ -193,7 +196,7 @@ Status StoreReplica::AddHeld(const Cursor& cursor, bool deleted, std::vector<Syn
   Sync::Held& added = held.emplace_back();
   added.key = KeyOfRecord(cursor.Key());
   added.deleted = deleted;
-  return StampOf(*record, added.stamp);
+  return FindStamp(*record, devices_, *store_, added.stamp);
 }
 
 Status StoreReplica::Scan(const std::string& after, const std::string& last, size_t limit,
@@ -238,7 +241,7 @@ Status StoreReplica::Log(Sync::LogPosition after, size_t limit, std::vector<Sync
       const std::optional<LoggedChange> change = ParseLoggedChange(cursor->Value());
       if (!position || !change) return Damaged();
       Sync::Stamp stamp;
-      const Status status = StampOf({change->version, change->device, {}}, stamp);
+      const Status status = FindStamp(*change, devices_, store, stamp);
       if (status != Status::SUCCESS) return status;
       entries.push_back({*position, std::string(change->key), std::move(stamp), change->endsCommit});
     }

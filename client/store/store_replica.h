@@ -8,7 +8,7 @@
 
 #include "store/deleted_records.h"
 #include "store/device_numbers.h"
-#include "store/record.h"
+#include "store/hybrid_clock.h"
 #include "store/store.h"
 #include "sync/replica.h"
 
@@ -48,7 +48,6 @@ class StoreReplica : public Sync::Replica {
   template <typename Use>
   Status Call(Use use) const noexcept;
   Status Load(const Store& store);
-  Status StampOf(const Record& record, Sync::Stamp& stamp) const;
   Status AddHeld(const Cursor& cursor, bool deleted, std::vector<Sync::Held>& held) const;
   Status Sweep(Store& store, Sync::LogPosition upTo, const std::function<void(Batch&)>& fill);
   Status DropAll(const View& view, Bytes space, const DeletedRecords::Filter& isMeant, Batch& batch) const;
