@@ -189,7 +189,7 @@ Status StoreRegistry::Open(const StoreName& name, StoreKind kind, const Options&
   status = slot->store ? CheckShared(*slot->store, wanted, options.schema)
                        : OpenSlot(*slot, PathOf(*settings, name), wanted, options);
   if (status != Status::SUCCESS) return status;
-  if (Cluster::Service* cluster = IsReadOnly(PathOf(*settings, name)) ? nullptr : Cluster::Service::Find()) {
+  if (Cluster::Service* cluster = slot->store->IsReadOnly() ? nullptr : Cluster::Service::Find()) {
     cluster->Open(name.application, slot->store, options.autoSync);
   }
   const Store* store = slot->store.get();
