@@ -78,10 +78,8 @@ void Connection::Authenticate(Tokens::Answer answer) {
   message.set_name(settings_.user);
   message.set_password(settings_.password);
   Request<Response> request;
-  request.prepare = [message](Endpoint& endpoint, grpc::ClientContext* context,
-                              grpc::CompletionQueue* queue) {
-    return endpoint.auth.PrepareAsyncAuthenticate(context, message, queue);
-  };
+  request.prepare =
+      PrepareBy(&Endpoint::auth, &etcdserverpb::Auth::Stub::PrepareAsyncAuthenticate, std::move(message));
   request.done = [this, answer = std::move(answer)](const Reply<Response>& reply) {
     if (ResultOfRead(reply.status) == Sync::HubResult::kDenied) {
       refusal_ = reply.status;

@@ -37,12 +37,27 @@ enum class Kind {
   kLast,  // a read that goes on when the connection is closed
 };
 
+template <typename Response>
+using Reader = std::unique_ptr<grpc::ClientAsyncResponseReader<Response>>;
+// Makes the call of a request to an endpoint.
+template <typename Response>
+using Prepare = std::function<Reader<Response>(Endpoint&, grpc::ClientContext*, grpc::CompletionQueue*)>;
+
+// By a method of one of the endpoint's stubs.
+template <typename Stub, typename Message, typename Response>
+Prepare<Response> PrepareBy(Stub Endpoint::*stub,
+                            Reader<Response> (Stub::*method)(grpc::ClientContext*, const Message&,
+                                                             grpc::CompletionQueue*),
+                            Message message) {
+  return [stub, method, message = std::move(message)](Endpoint& endpoint, grpc::ClientContext* context,
+                                                      grpc::CompletionQueue* queue) {
+    return ((endpoint.*stub).*method)(context, message, queue);
+  };
+}
+
 // One thread, that of the synchronisation.
 class Connection {
  public:
-  template <typename Response>
-  using Prepare = std::function<std::unique_ptr<grpc::ClientAsyncResponseReader<Response>>(
-      Endpoint&, grpc::ClientContext*, grpc::CompletionQueue*)>;
   template <typename Response>
   using Done = std::function<void(Reply<Response>)>;
 

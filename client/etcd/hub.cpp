@@ -9,6 +9,9 @@ namespace KORA::DistributedKv::Client::Etcd {
 
 namespace {
 
+using KvStub = etcdserverpb::KV::Stub;
+using LeaseStub = etcdserverpb::Lease::Stub;
+
 constexpr uint64_t kMillisecondsPerSecond = 1000;
 
 template <typename Keys>
@@ -77,11 +80,8 @@ Sync::TransactionAnswer ToAnswer(const Reply<etcdserverpb::TxnResponse>& reply) 
   return answer;
 }
 
-Connection::Prepare<etcdserverpb::TxnResponse> PrepareTxn(etcdserverpb::TxnRequest txn) {
-  return
-      [txn = std::move(txn)](Endpoint& endpoint, grpc::ClientContext* context, grpc::CompletionQueue* queue) {
-        return endpoint.kv.PrepareAsyncTxn(context, txn, queue);
-      };
+Prepare<etcdserverpb::TxnResponse> PrepareTxn(etcdserverpb::TxnRequest txn) {
+  return PrepareBy(&Endpoint::kv, &KvStub::PrepareAsyncTxn, std::move(txn));
 }
 
 Sync::Hub::LeaseAnswer ToLease(const grpc::Status& status, Sync::LeaseId lease, int64_t seconds) {
@@ -100,11 +100,8 @@ void EtcdHub::Range(const Sync::RangeRequest& request, Then<Sync::RangeAnswer> t
   range.set_revision(request.revision);
   range.set_limit(static_cast<int64_t>(limit));
   range.set_keys_only(request.keysOnly);
-  const auto prepare = [range](Endpoint& endpoint, grpc::ClientContext* context,
-                               grpc::CompletionQueue* queue) {
-    return endpoint.kv.PrepareAsyncRange(context, range, queue);
-  };
-  connection_.Ask<Response>(Kind::kRead, prepare,
+  connection_.Ask<Response>(Kind::kRead,
+                            PrepareBy(&Endpoint::kv, &KvStub::PrepareAsyncRange, std::move(range)),
                             [this, limit, then = std::move(then)](Reply<Response> reply) {
                               Adapt(reply.status, limit);
                               Sync::RangeAnswer answer;
@@ -155,10 +152,7 @@ void EtcdHub::GrantLease(uint64_t milliseconds, Then<LeaseAnswer> then) {
   using Response = etcdserverpb::LeaseGrantResponse;
   etcdserverpb::LeaseGrantRequest request;
   request.set_ttl(static_cast<int64_t>((milliseconds + kMillisecondsPerSecond - 1) / kMillisecondsPerSecond));
-  const auto prepare = [request](Endpoint& endpoint, grpc::ClientContext* context,
-                                 grpc::CompletionQueue* queue) {
-    return endpoint.lease.PrepareAsyncLeaseGrant(context, request, queue);
-  };
+  const auto prepare = PrepareBy(&Endpoint::lease, &LeaseStub::PrepareAsyncLeaseGrant, request);
   // One that was granted unheard ends by itself.
   connection_.Ask<Response>(Kind::kRead, prepare, [then = std::move(then)](const Reply<Response>& reply) {
     then(ToLease(reply.status, reply.response.id(), reply.response.ttl()));
@@ -169,10 +163,7 @@ void EtcdHub::KeepLease(Sync::LeaseId lease, Then<LeaseAnswer> then) {
   using Response = etcdserverpb::LeaseKeepAliveResponse;
   etcdserverpb::LeaseKeepAliveRequest request;
   request.set_id(lease);
-  const auto prepare = [request](Endpoint& endpoint, grpc::ClientContext* context,
-                                 grpc::CompletionQueue* queue) {
-    return endpoint.lease.PrepareAsyncLeaseKeepAlive(context, request, queue);
-  };
+  const auto prepare = PrepareBy(&Endpoint::lease, &LeaseStub::PrepareAsyncLeaseKeepAlive, request);
   connection_.Ask<Response>(Kind::kRead, prepare,
                             [lease, then = std::move(then)](const Reply<Response>& reply) {
                               then(ToLease(reply.status, lease, reply.response.ttl()));
@@ -183,10 +174,7 @@ void EtcdHub::RevokeLease(Sync::LeaseId lease) {
   using Response = etcdserverpb::LeaseRevokeResponse;
   etcdserverpb::LeaseRevokeRequest request;
   request.set_id(lease);
-  const auto prepare = [request](Endpoint& endpoint, grpc::ClientContext* context,
-                                 grpc::CompletionQueue* queue) {
-    return endpoint.lease.PrepareAsyncLeaseRevoke(context, request, queue);
-  };
+  const auto prepare = PrepareBy(&Endpoint::lease, &LeaseStub::PrepareAsyncLeaseRevoke, request);
   connection_.Ask<Response>(Kind::kLast, prepare, [](const Reply<Response>& /*reply*/) {});
 }
 
