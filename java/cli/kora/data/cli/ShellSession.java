@@ -1,7 +1,5 @@
 package kora.data.cli;
 
-import java.io.PrintStream;
-import java.nio.file.Path;
 import java.util.function.Consumer;
 import kora.data.distributed.common.KvManager;
 import kora.data.distributed.common.Options;
@@ -23,7 +21,7 @@ import picocli.CommandLine.ScopeType;
       CountCommand.class, ImportCommand.class, ExportCommand.class, StatsCommand.class,
       DevicesCommand.class, SyncCommand.class, HelpCommand.class
     })
-final class ShellSession implements StoreScope, AutoCloseable {
+final class ShellSession extends InnerScope implements AutoCloseable {
   private final Kora kora;
   private final boolean autoSync;
   private final CommandLine commands = Kora.configured(new CommandLine(this));
@@ -33,6 +31,7 @@ final class ShellSession implements StoreScope, AutoCloseable {
   private boolean over;
 
   ShellSession(Kora kora, boolean autoSync) {
+    super(kora);
     this.kora = kora;
     this.autoSync = autoSync;
   }
@@ -93,33 +92,8 @@ final class ShellSession implements StoreScope, AutoCloseable {
     action.accept(store);
   }
 
-  @Override
-  public PrintStream out() {
-    return kora.out();
-  }
-
   private Options options(Missing missing) {
     return kora.options().createIfMissing(missing == Missing.CREATE).autoSync(autoSync).build();
-  }
-
-  @Override
-  public KvManager manager() {
-    return kora.manager();
-  }
-
-  @Override
-  public String appName() {
-    return kora.appName();
-  }
-
-  @Override
-  public String storeName() {
-    return kora.storeName();
-  }
-
-  @Override
-  public Path folder() {
-    return kora.folder();
   }
 
   /** An open transaction is rolled back. */

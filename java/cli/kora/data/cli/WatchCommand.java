@@ -3,9 +3,7 @@ package kora.data.cli;
 import java.io.BufferedReader;
 import java.io.IOException;
 import java.io.InputStreamReader;
-import java.io.PrintStream;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Path;
 import java.util.List;
 import java.util.concurrent.Callable;
 import java.util.function.Consumer;
@@ -62,19 +60,18 @@ final class WatchCommand implements Callable<Integer> {
 
   /** The commands on a store that stays open. */
   @Command(name = "watch", subcommands = {PutCommand.class, RemoveCommand.class})
-  static final class Shell implements StoreScope {
+  static final class Shell extends InnerScope {
     private static final long PATIENCE_NANOS = 2_000_000_000L;
 
     private final SingleKvStore store;
-    private final StoreScope parent;
     private final boolean remote;
     private boolean inTransaction;
     private int expected;
     private int seen;
 
-    Shell(SingleKvStore store, StoreScope parent, boolean remote) {
+    Shell(SingleKvStore store, StoreScope outer, boolean remote) {
+      super(outer);
       this.store = store;
-      this.parent = parent;
       this.remote = remote;
     }
 
@@ -117,31 +114,6 @@ final class WatchCommand implements Callable<Integer> {
     public void use(Missing missing, Consumer<SingleKvStore> action) {
       action.accept(store);
       expected += inTransaction ? 0 : 1;
-    }
-
-    @Override
-    public PrintStream out() {
-      return parent.out();
-    }
-
-    @Override
-    public KvManager manager() {
-      return parent.manager();
-    }
-
-    @Override
-    public String appName() {
-      return parent.appName();
-    }
-
-    @Override
-    public String storeName() {
-      return parent.storeName();
-    }
-
-    @Override
-    public Path folder() {
-      return parent.folder();
     }
 
     /** Called on a callback thread. */
