@@ -10,7 +10,6 @@ import org.openjdk.jmh.annotations.BenchmarkMode;
 import org.openjdk.jmh.annotations.Mode;
 import org.openjdk.jmh.annotations.OperationsPerInvocation;
 import org.openjdk.jmh.annotations.OutputTimeUnit;
-import org.openjdk.jmh.annotations.Param;
 import org.openjdk.jmh.annotations.Scope;
 import org.openjdk.jmh.annotations.Setup;
 import org.openjdk.jmh.annotations.State;
@@ -22,16 +21,7 @@ import org.openjdk.jmh.annotations.TearDown;
 public class Operations {
   /** A store with its records. */
   @State(Scope.Benchmark)
-  public static class Filled {
-    @Param("kora")
-    public String store;
-
-    @Param("100000")
-    public int entries;
-
-    @Param("100")
-    public int valueSize;
-
+  public static class Filled extends Parameters {
     Store opened;
     byte[] payload;
 
@@ -154,20 +144,7 @@ public class Operations {
 
   /** What making a random key takes, which every figure of a single operation includes. */
   @Benchmark
-  public Object key(Keys state) {
+  public Object key(Parameters state) {
     return Data.key(ThreadLocalRandom.current().nextInt(state.entries));
-  }
-
-  /** The number of keys. */
-  @State(Scope.Benchmark)
-  public static class Keys {
-    @Param("kora")
-    public String store;
-
-    @Param("100000")
-    public int entries;
-
-    @Param("100")
-    public int valueSize;
   }
 }

@@ -10,7 +10,6 @@ import org.openjdk.jmh.annotations.Benchmark;
 import org.openjdk.jmh.annotations.BenchmarkMode;
 import org.openjdk.jmh.annotations.Mode;
 import org.openjdk.jmh.annotations.OutputTimeUnit;
-import org.openjdk.jmh.annotations.Param;
 import org.openjdk.jmh.annotations.Scope;
 import org.openjdk.jmh.annotations.Setup;
 import org.openjdk.jmh.annotations.State;
@@ -22,17 +21,7 @@ import org.openjdk.jmh.annotations.TearDown;
 public class Queries {
   /** A store in a folder of its own. */
   @State(Scope.Benchmark)
-  public static class Filled {
-    @Param("kora")
-    public String store;
-
-    @Param("100000")
-    public int entries;
-
-    /** For the other measurements; documents have about 100 bytes. */
-    @Param("100")
-    public int valueSize;
-
+  public static class Filled extends Parameters {
     private Path folder;
     Documents documents;
 
