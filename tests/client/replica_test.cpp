@@ -23,16 +23,9 @@ class ReplicaTest : public ClientTest {
   void TearDown() override { CloseStore(); }
 
   void OpenStore(const std::string& schema = "", bool readOnly = false) {
-    std::filesystem::create_directories(Folder("plain"));
-    EngineOptions options;
-    options.folder = Folder("plain");
-    options.create = !readOnly;
-    options.readOnly = readOnly;
-    options.memoryBudget = 8 << 20;
-    std::unique_ptr<Engine> engine;
-    ASSERT_EQ(OpenEngine(options, engine), Status::SUCCESS);
-    store_ = std::make_shared<Store>("plain", StoreTraits(),
-                                     std::make_unique<TroubledEngine>(std::move(engine), trouble_), kSelf);
+    store_ = std::make_shared<Store>(
+        "plain", StoreTraits(),
+        std::make_unique<TroubledEngine>(OpenRaw(Folder("plain"), readOnly), trouble_), kSelf);
     ASSERT_EQ(store_->Load(schema), Status::SUCCESS);
   }
   void CloseStore() {

@@ -13,15 +13,9 @@ class StoreTest : public ClientTest {
   void TearDown() override { store_->Close(); }
 
   void OpenStore(const std::string& schema) {
-    std::filesystem::create_directories(Folder("plain"));
-    EngineOptions options;
-    options.folder = Folder("plain");
-    options.create = true;
-    options.memoryBudget = 8 << 20;
-    std::unique_ptr<Engine> engine;
-    ASSERT_EQ(OpenEngine(options, engine), Status::SUCCESS);
     store_ = std::make_shared<Store>("plain", StoreTraits(),
-                                     std::make_unique<TroubledEngine>(std::move(engine), trouble_), "device");
+                                     std::make_unique<TroubledEngine>(OpenRaw(Folder("plain")), trouble_),
+                                     "device");
     ASSERT_EQ(store_->Load(schema), Status::SUCCESS);
   }
 
