@@ -5,16 +5,11 @@
 #include "operations.h"
 #include "process.h"
 
-void CheckMessages();
-
 namespace {
 
 class Bridge : public testing::Environment {
  public:
   void SetUp() override { ASSERT_EQ(JNI_VERSION_1_4, Load(fake::Java::Get().Vm())); }
-  void TearDown() override {
-    if (testing::GTEST_FLAG(filter) == "*") CheckMessages();
-  }
 };
 
 }  // namespace

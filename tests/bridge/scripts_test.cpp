@@ -1,4 +1,4 @@
-// Plays the scripts, and checks that they leave no native and no message out.
+// Plays the scripts, and checks that they leave no native out.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,7 +7,6 @@
 
 #include "operations.h"
 #include "support/script.h"
-#include "support/trace.h"
 
 namespace {
 
@@ -73,13 +72,3 @@ TEST(Registration, EveryNativeHasAScript) {
 }
 
 }  // namespace
-
-// At the end of a full run: every message of the table was logged, and nothing else.
-void CheckMessages() {
-  std::set<std::string> seen;
-  for (const fake::Message& message : fake::Trace::Get().SeenMessages()) seen.insert(fake::Describe(message));
-  for (const std::string& row : ReadLines("messages.txt")) {
-    EXPECT_EQ(1U, seen.erase(row)) << "no test produced the message " << row;
-  }
-  for (const std::string& row : seen) ADD_FAILURE() << "a message that the table lacks: " << row;
-}

@@ -3,25 +3,10 @@
 
 #include <atomic>
 #include <mutex>
-#include <set>
 #include <string>
 #include <vector>
 
 namespace fake {
-
-// One row of the table of messages: a format with the label that fills its leading "%s".
-struct Message {
-  int priority;
-  std::string tag;
-  std::string label;
-  std::string format;
-
-  bool operator<(const Message& other) const;
-};
-
-// "E:Tag:Label text", the form in which log lines stand in the trace; line breaks are written as \n.
-std::string DescribeLogLine(int priority, const std::string& tag, const std::string& text);
-std::string Describe(const Message& message);
 
 // Any thread may add. Off, it takes no lock, so that it adds no order between threads that race.
 class Trace {
@@ -33,9 +18,8 @@ class Trace {
   bool On() const { return on_.load(std::memory_order_relaxed); }
   void Add(std::string line);
 
-  void AddLog(Message message, const std::string& text);
-  // Every message that was logged while a trace was on, since the process began.
-  std::set<Message> SeenMessages();
+  // As "E:Tag:Label text"; line breaks are written as \n.
+  void AddLog(int priority, const std::string& tag, std::string text);
   // Log lines go to standard output as well: for child processes that are watched at their exit.
   void EchoLog() { echo_ = true; }
   bool Echoes() const { return echo_; }
@@ -45,7 +29,6 @@ class Trace {
   std::atomic<bool> echo_{false};
   std::mutex mutex_;
   std::vector<std::string> lines_;
-  std::set<Message> seen_;
 };
 
 }  // namespace fake
