@@ -16,12 +16,9 @@ import java.util.stream.Collectors;
 import java.util.stream.Stream;
 import kora.data.distributed.common.ChangeNotification;
 import kora.data.distributed.common.Entry;
-import kora.data.distributed.common.KvManager;
-import kora.data.distributed.common.KvManagerFactory;
 import kora.data.distributed.common.KvStoreErrorCode;
 import kora.data.distributed.common.KvStoreObserver;
 import kora.data.distributed.common.KvStoreResultSet;
-import kora.data.distributed.common.Options;
 import kora.data.distributed.common.SubscribeType;
 import kora.data.distributed.common.Value;
 import kora.data.distributed.user.KvStoreSnapshot;
@@ -30,102 +27,72 @@ import kora.data.distributed.user.SingleKvStore;
 import org.junit.jupiter.api.Assumptions;
 import org.junit.jupiter.api.Test;
 
-/** A store that fails for good while it is open, and one that was damaged while it was closed. */
-class DeathTest {
-  private static final String APP = "death-" + ProcessHandle.current().pid();
-
+/** A store that fails for good while it is open. */
+class DeathTest extends WithManager {
   @Test
   void recipientsHearOfEachDeathOnceAndTheStoreServesAgainWhenReopened() throws Exception {
     LinkedBlockingQueue<String> deaths = new LinkedBlockingQueue<>();
-    try (KvManager manager = KvManagerFactory.create(APP)) {
-      folder("store");
-      LinkedBlockingQueue<ChangeNotification> changes = new LinkedBlockingQueue<>();
-      KvStoreObserver observer = changes::add;
-      SingleKvStore healthy = manager.openSingle("healthy");
+    folder("store");
+    LinkedBlockingQueue<ChangeNotification> changes = new LinkedBlockingQueue<>();
+    KvStoreObserver observer = changes::add;
+    SingleKvStore healthy = manager.openSingle("healthy");
+    healthy.subscribe(SubscribeType.ALL, observer);
+    manager.registerDeathRecipient(() -> {
       healthy.subscribe(SubscribeType.ALL, observer);
-      manager.registerDeathRecipient(() -> {
-        healthy.subscribe(SubscribeType.ALL, observer);
-        deaths.add("one");
-      });
-      manager.registerDeathRecipient(() -> deaths.add("two"));
-      for (int round = 0; round < 2; round++) {
-        try (SingleKvStore store = manager.openSingle("store")) {
-          store.putString("key", "value");
-          delete(folder("store"));
-          assertNotNull(deaths.poll(20, TimeUnit.SECONDS));
-          assertNotNull(deaths.poll(20, TimeUnit.SECONDS));
-          Stores.assertFails(KvStoreErrorCode.DB_ERROR, () -> store.getString("key"));
-          Stores.assertFails(KvStoreErrorCode.DB_ERROR, () -> store.putString("key", "value"));
-          try (SingleKvStore reopened = manager.openSingle("store")) {
-            reopened.putString("key", "again");
-            assertEquals("again", reopened.getString("key"));
-          }
+      deaths.add("one");
+    });
+    manager.registerDeathRecipient(() -> deaths.add("two"));
+    for (int round = 0; round < 2; round++) {
+      try (SingleKvStore store = manager.openSingle("store")) {
+        store.putString("key", "value");
+        delete(folder("store"));
+        assertNotNull(deaths.poll(20, TimeUnit.SECONDS));
+        assertNotNull(deaths.poll(20, TimeUnit.SECONDS));
+        Stores.assertFails(KvStoreErrorCode.DB_ERROR, () -> store.getString("key"));
+        Stores.assertFails(KvStoreErrorCode.DB_ERROR, () -> store.putString("key", "value"));
+        try (SingleKvStore reopened = manager.openSingle("store")) {
+          reopened.putString("key", "again");
+          assertEquals("again", reopened.getString("key"));
         }
-        assertNull(deaths.poll());
-        healthy.putInt("heard once", round);
-        assertNotNull(changes.poll(20, TimeUnit.SECONDS));
       }
-      healthy.putInt("last", 1);
-      assertEquals("last", changes.poll(20, TimeUnit.SECONDS).getInsertEntries().get(0).getKey());
+      assertNull(deaths.poll());
+      healthy.putInt("heard once", round);
+      assertNotNull(changes.poll(20, TimeUnit.SECONDS));
     }
+    healthy.putInt("last", 1);
+    assertEquals("last", changes.poll(20, TimeUnit.SECONDS).getInsertEntries().get(0).getKey());
   }
 
   @Test
   void whatAFailedStoreHandedOutSaysSoAndCanBeClosed() throws Exception {
     LinkedBlockingQueue<String> deaths = new LinkedBlockingQueue<>();
-    try (KvManager manager = KvManagerFactory.create(APP)) {
-      folder("single");
-      manager.registerDeathRecipient(() -> deaths.add("died"));
-      SingleKvStore single = manager.openSingle("single");
-      single.putBatch(List.of(new Entry("a", Value.ofInt(1)), new Entry("b", Value.ofInt(2))));
-      KvStoreResultSet resultSet = single.getResultSet("");
-      Iterator<Entry> entries = resultSet.iterator();
-      entries.next();
-      MultiKvStore multi = manager.openMulti("multi");
-      KvStoreSnapshot snapshot = multi.snapshot();
-      for (String store : List.of("single", "multi")) {
-        delete(folder(store));
-        assertNotNull(deaths.poll(20, TimeUnit.SECONDS));
-      }
-      Stores.assertFails(KvStoreErrorCode.DB_ERROR, entries::next);
-      Stores.assertFails(KvStoreErrorCode.DB_ERROR, () -> resultSet.stream().forEach(entry -> {}));
-      Stores.assertFails(KvStoreErrorCode.DB_ERROR, () -> snapshot.find("a"));
-      resultSet.close();
-      snapshot.close();
-      single.close();
-      multi.close();
+    folder("single");
+    manager.registerDeathRecipient(() -> deaths.add("died"));
+    SingleKvStore single = manager.openSingle("single");
+    single.putBatch(List.of(new Entry("a", Value.ofInt(1)), new Entry("b", Value.ofInt(2))));
+    KvStoreResultSet resultSet = single.getResultSet("");
+    Iterator<Entry> entries = resultSet.iterator();
+    entries.next();
+    MultiKvStore multi = manager.openMulti("multi");
+    KvStoreSnapshot snapshot = multi.snapshot();
+    for (String store : List.of("single", "multi")) {
+      delete(folder(store));
+      assertNotNull(deaths.poll(20, TimeUnit.SECONDS));
     }
-  }
-
-  @Test
-  void aDamagedStoreIsRecoveredFromItsBackupOrRefused() throws Exception {
-    try (KvManager manager = KvManagerFactory.create(APP)) {
-      Options options = Options.builder().backup(true).encrypt(true).build();
-      folder("backed-up");
-      try (SingleKvStore store = manager.openSingle("backed-up", options)) {
-        store.putString("key", "value");
-      }
-      Files.delete(folder("backed-up").resolve("CURRENT"));
-      Stores.assertFails(KvStoreErrorCode.RECOVER_SUCCESS, () -> manager.openSingle("backed-up", options));
-      try (SingleKvStore store = manager.openSingle("backed-up", options)) {
-        assertEquals("value", store.getString("key"));
-      }
-
-      Options plain = Options.defaults();
-      manager.openSingle("unsaved", plain).close();
-      Files.delete(folder("unsaved").resolve("CURRENT"));
-      Stores.assertFails(KvStoreErrorCode.DB_ERROR, () -> manager.openSingle("unsaved", plain));
-      Options wanting = Options.builder().backup(true).build();
-      Stores.assertFails(KvStoreErrorCode.RECOVER_FAILED, () -> manager.openSingle("unsaved", wanting));
-      Stores.assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> manager.openSingle("unsaved", options));
-    }
+    Stores.assertFails(KvStoreErrorCode.DB_ERROR, entries::next);
+    Stores.assertFails(KvStoreErrorCode.DB_ERROR, () -> resultSet.stream().forEach(entry -> {}));
+    Stores.assertFails(KvStoreErrorCode.DB_ERROR, () -> snapshot.find("a"));
+    resultSet.close();
+    snapshot.close();
+    single.close();
+    multi.close();
   }
 
   /** The store's folder; ends the test where the store client keeps none. */
-  private static Path folder(String store) {
+  private Path folder(String store) {
     String home = System.getenv("KORA_DATA_HOME");
     Assumptions.assumeTrue(home != null && !System.getProperty("kora.library.path").contains("own-client"));
-    return Path.of(home, APP, store);
+    return Path.of(home, application, store);
   }
 
   private static void delete(Path folder) throws IOException {

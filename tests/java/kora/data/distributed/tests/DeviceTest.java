@@ -1,6 +1,5 @@
 package kora.data.distributed.tests;
 
-import static kora.data.distributed.tests.Stores.assertFails;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertThrows;
@@ -17,32 +16,17 @@ import java.util.concurrent.CompletableFuture;
 import java.util.concurrent.ExecutionException;
 import java.util.concurrent.LinkedBlockingQueue;
 import java.util.concurrent.TimeUnit;
-import kora.data.distributed.common.KvManager;
-import kora.data.distributed.common.KvManagerFactory;
-import kora.data.distributed.common.KvStoreErrorCode;
 import kora.data.distributed.common.StoreClient;
 import kora.data.distributed.common.SubscribeType;
-import kora.data.distributed.common.Subscription;
 import kora.data.distributed.common.SyncMode;
-import kora.data.distributed.device.DeviceChangeCallback;
 import kora.data.distributed.device.DeviceFilterStrategy;
 import kora.data.distributed.device.DeviceInfo;
 import kora.data.distributed.internal.Syncs;
 import kora.data.distributed.user.SingleKvStore;
-import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.Test;
 
 /** This device, and synchronisation while there are no others. */
-class DeviceTest {
-  private static final String APP = "devices-" + ProcessHandle.current().pid();
-
-  private final KvManager manager = KvManagerFactory.create(APP);
-
-  @AfterEach
-  void close() {
-    manager.close();
-  }
-
+class DeviceTest extends WithManager {
   @Test
   void thisDeviceSignsItsChangesAndKnowsNoOther() throws Exception {
     DeviceInfo device = Stores.ifSupported(manager::localDevice);
@@ -61,26 +45,13 @@ class DeviceTest {
   }
 
   @Test
-  void listenersAreRegisteredOnce() {
-    Stores.ifSupported(manager::localDevice);
-    DeviceChangeCallback listener = (device, status) -> {};
-    Subscription first = manager.registerDeviceListener(listener, DeviceFilterStrategy.FILTER);
-    assertFails(KvStoreErrorCode.INVALID_ARGUMENT,
-        () -> manager.registerDeviceListener(listener, DeviceFilterStrategy.NO_FILTER));
-    first.close();
-    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> manager.unregisterDeviceListener(listener));
-    manager.registerDeviceListener(listener, DeviceFilterStrategy.NO_FILTER);
-    manager.unregisterDeviceListener(listener);
-  }
-
-  @Test
   void aSyncNamesEachDeviceAsFailedOnce() throws Exception {
     Stores.ifSupported(manager::localDevice);
     try (SingleKvStore store = manager.openSingle("store")) {
       Map<String, Boolean> outcome = store.sync(List.of("a", "\ud83d\ude00", "a"), SyncMode.PUSH_PULL).get(20, TimeUnit.SECONDS);
       assertEquals(Map.of("a", false, "\ud83d\ude00", false), outcome);
       String reason = "no hub is configured";
-      assertEquals(Map.of("a", reason, "\ud83d\ude00", reason), StoreClient.syncReasons(APP, "store"));
+      assertEquals(Map.of("a", reason, "\ud83d\ude00", reason), StoreClient.syncReasons(application, "store"));
       BlockingQueue<Map<String, Integer>> told = new LinkedBlockingQueue<>();
       for (int i = 0; i < 20; i++) {
         store.sync(List.of("a", "b" + i), SyncMode.PULL, told::add);

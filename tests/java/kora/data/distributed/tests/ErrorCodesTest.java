@@ -15,8 +15,6 @@ import java.util.regex.Matcher;
 import java.util.regex.Pattern;
 import java.util.stream.Collectors;
 import kora.data.distributed.common.FieldType;
-import kora.data.distributed.common.KvManager;
-import kora.data.distributed.common.KvManagerFactory;
 import kora.data.distributed.common.KvStoreErrorCode;
 import kora.data.distributed.common.KvStoreObserver;
 import kora.data.distributed.common.Options;
@@ -25,23 +23,14 @@ import kora.data.distributed.common.Schema;
 import kora.data.distributed.common.SecurityLevel;
 import kora.data.distributed.common.SubscribeType;
 import kora.data.distributed.user.SingleKvStore;
-import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.Tag;
 import org.junit.jupiter.api.Test;
 
 /** The situation that brings each error code about, and the page that lists them. */
 @Tag("limits")
-class ErrorCodesTest {
+class ErrorCodesTest extends WithManager {
   private static final Schema PERSON =
       Schema.builder().mandatory("name", FieldType.STRING).optional("age", FieldType.INT).build();
-
-  private final String application = "errors-" + System.nanoTime();
-  private final KvManager manager = KvManagerFactory.create(application);
-
-  @AfterEach
-  void close() {
-    manager.close();
-  }
 
   /** The page has a row for each code, in their order, and the tests that it names are there. */
   @Test
@@ -125,6 +114,7 @@ class ErrorCodesTest {
   @Test
   void invalidSchema() {
     assertFails(KvStoreErrorCode.INVALID_SCHEMA, () -> openWith(Schema.ofJson("{")));
+    assertEquals(List.of(), manager.storeIds());
   }
 
   @Test
@@ -164,10 +154,12 @@ class ErrorCodesTest {
   @Test
   void recoverSuccess() throws IOException {
     Options backedUp = Options.builder().backup(true).build();
-    manager.openSingle("store", backedUp).close();
+    try (SingleKvStore store = manager.openSingle("store", backedUp)) {
+      store.putInt("key", 1);
+    }
     Files.delete(file("store", "CURRENT"));
     assertFails(KvStoreErrorCode.RECOVER_SUCCESS, () -> manager.openSingle("store", backedUp));
-    manager.openSingle("store", backedUp);
+    assertEquals(1, manager.openSingle("store", backedUp).getInt("key"));
   }
 
   @Test

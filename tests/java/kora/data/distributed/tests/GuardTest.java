@@ -46,13 +46,12 @@ import kora.data.distributed.device.DeviceFilterStrategy;
 import kora.data.distributed.user.KvStoreSnapshot;
 import kora.data.distributed.user.MultiKvStore;
 import kora.data.distributed.user.SingleKvStore;
-import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.Test;
 
 /** Every public method, found by reflection: nulls and closed objects never get past Java. */
-class GuardTest {
+class GuardTest extends WithManager {
   /** An argument for each type of parameter that a public method has. */
-  private static final Map<Class<?>, Object> ARGUMENTS = Map.ofEntries(
+  static final Map<Class<?>, Object> ARGUMENTS = Map.ofEntries(
       argument(String.class, "text"), argument(Value.class, Value.ofInt(1)), argument(List.class, List.of()),
       argument(Collection.class, List.of("text")), argument(Duration.class, Duration.ZERO),
       argument(SyncMode.class, SyncMode.PULL), argument(SubscribeType.class, SubscribeType.ALL),
@@ -74,13 +73,6 @@ class GuardTest {
       argument(Condition.Field.class, Condition.field("a")),
       argument(Condition.Field[].class, new Condition.Field[] {Condition.field("b")}),
       argument(Condition[].class, new Condition[] {Condition.field("a").isNull()}));
-
-  private final KvManager manager = Stores.manager();
-
-  @AfterEach
-  void close() {
-    manager.close();
-  }
 
   @Test
   void nullsAreRefusedByEveryMethod() {

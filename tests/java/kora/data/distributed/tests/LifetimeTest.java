@@ -32,10 +32,9 @@ import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.Timeout;
 
 @Timeout(120)
-class LifetimeTest {
+class LifetimeTest extends WithManager {
   @Test
   void eachObjectIsClosedOnItsOwn() {
-    KvManager manager = Stores.manager();
     SingleKvStore first = manager.openSingle("store");
     SingleKvStore second = manager.openSingle("store");
     first.close();
@@ -49,31 +48,29 @@ class LifetimeTest {
 
   @Test
   void threadsMayCloseWhatOthersUse() throws Exception {
-    try (KvManager manager = Stores.manager()) {
-      AtomicReferenceArray<SingleKvStore> stores = new AtomicReferenceArray<>(3);
-      for (int i = 0; i < stores.length(); i++) {
-        stores.set(i, manager.openSingle("store" + i));
-      }
-      long end = System.nanoTime() + TimeUnit.SECONDS.toNanos(5);
-      List<Callable<Integer>> workers = new ArrayList<>();
-      for (int seed = 0; seed < 8; seed++) {
-        Random random = new Random(seed);
-        workers.add(() -> {
-          int closes = 0;
-          while (System.nanoTime() < end) {
-            closes += useOrClose(manager, stores, random);
-          }
-          return closes;
-        });
-      }
-      ExecutorService pool = Executors.newFixedThreadPool(workers.size());
-      int closes = 0;
-      for (Future<Integer> worker : pool.invokeAll(workers)) {
-        closes += worker.get();
-      }
-      pool.shutdown();
-      assertTrue(closes > 100, "only " + closes + " closes");
+    AtomicReferenceArray<SingleKvStore> stores = new AtomicReferenceArray<>(3);
+    for (int i = 0; i < stores.length(); i++) {
+      stores.set(i, manager.openSingle("store" + i));
     }
+    long end = System.nanoTime() + TimeUnit.SECONDS.toNanos(5);
+    List<Callable<Integer>> workers = new ArrayList<>();
+    for (int seed = 0; seed < 8; seed++) {
+      Random random = new Random(seed);
+      workers.add(() -> {
+        int closes = 0;
+        while (System.nanoTime() < end) {
+          closes += useOrClose(manager, stores, random);
+        }
+        return closes;
+      });
+    }
+    ExecutorService pool = Executors.newFixedThreadPool(workers.size());
+    int closes = 0;
+    for (Future<Integer> worker : pool.invokeAll(workers)) {
+      closes += worker.get();
+    }
+    pool.shutdown();
+    assertTrue(closes > 100, "only " + closes + " closes");
   }
 
   private static int useOrClose(KvManager manager, AtomicReferenceArray<SingleKvStore> stores, Random random) {
@@ -131,7 +128,7 @@ class LifetimeTest {
     Handler handler = new QueueHandler(warnings);
     logger.addHandler(handler);
     logger.setUseParentHandlers(false);
-    try (KvManager manager = Stores.manager()) {
+    try {
       forget(manager);
       LogRecord warning = null;
       for (int i = 0; i < 200 && warning == null; i++) {

@@ -12,13 +12,9 @@ import java.lang.reflect.Modifier;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Map;
-import kora.data.distributed.common.KvManagerConfig;
 import kora.data.distributed.common.KvManagerFactory;
 import kora.data.distributed.common.KvStoreErrorCode;
 import kora.data.distributed.common.KvStoreException;
-import kora.data.distributed.common.Options;
-import kora.data.distributed.common.SubscribeType;
-import kora.data.distributed.common.Value;
 import kora.data.distributed.user.KvStoreSnapshot;
 import org.junit.jupiter.api.Test;
 
@@ -50,12 +46,7 @@ class NativeBindingTest {
 
   @Test
   void everyErrorCodeHasItsNameAndText() {
-    for (String name : List.of("INVALID_ARGUMENT", "STORE_NOT_OPEN", "STORE_NOT_FOUND", "STORE_ALREADY_SUBSCRIBE",
-        "STORE_NOT_SUBSCRIBE", "KEY_NOT_FOUND", "DB_ERROR", "DEFAULT_DB_ERROR", "NOT_SUPPORT", "SCHEMA_MISMATCH",
-        "INVALID_SCHEMA", "READ_ONLY", "INVALID_VALUE_FIELDS", "INVALID_FIELD_TYPE", "CONSTRAIN_VIOLATION",
-        "INVALID_FORMAT", "INVALID_QUERY_FORMAT", "INVALID_QUERY_FIELD", "RECOVER_SUCCESS", "RECOVER_FAILED",
-        "EXCEED_MAX_ACCESS_RATE", "SECURITY_LEVEL_ERROR")) {
-      KvStoreErrorCode code = KvStoreErrorCode.valueOf(name);
+    for (KvStoreErrorCode code : KvStoreErrorCode.values()) {
       assertEquals(code.getDescription(), new KvStoreException(code, "").getMessage());
       assertFalse(code.getDescription().isBlank());
     }
@@ -80,30 +71,12 @@ class NativeBindingTest {
   }
 
   private static Object argument(Class<?> type) throws ReflectiveOperationException {
-    if (type == long.class) {
-      return 0L;
-    } else if (type == int.class) {
-      return 0;
-    } else if (type == boolean.class) {
-      return false;
-    } else if (type.isArray()) {
-      return Array.newInstance(type.getComponentType(), 0);
-    } else if (type == String.class) {
-      return "text";
-    } else if (type == Value.class) {
-      return Value.ofInt(1);
-    } else if (type == Options.class) {
-      return Options.defaults();
-    } else if (type == SubscribeType.class) {
-      return SubscribeType.ALL;
-    } else if (type == KvManagerConfig.class) {
-      return KvManagerConfig.of("binding");
-    } else if (type == KvStoreSnapshot.class) {
+    if (type == KvStoreSnapshot.class) {
       Class<?> snapshot = Class.forName("kora.data.distributed.user.KvStoreSnapshotImpl");
       Constructor<?> constructor = snapshot.getDeclaredConstructor(long.class);
       constructor.setAccessible(true);
       return constructor.newInstance(0L);
     }
-    return null;
+    return type.isArray() ? Array.newInstance(type.getComponentType(), 0) : GuardTest.ARGUMENTS.get(type);
   }
 }

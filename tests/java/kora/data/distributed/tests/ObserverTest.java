@@ -17,7 +17,6 @@ import java.util.concurrent.TimeUnit;
 import java.util.stream.Collectors;
 import kora.data.distributed.common.ChangeNotification;
 import kora.data.distributed.common.Entry;
-import kora.data.distributed.common.KvManager;
 import kora.data.distributed.common.KvStoreErrorCode;
 import kora.data.distributed.common.KvStoreObserver;
 import kora.data.distributed.common.KvStoreServiceDeathRecipient;
@@ -29,42 +28,35 @@ import kora.data.distributed.device.DeviceFilterStrategy;
 import kora.data.distributed.user.KvStoreSnapshot;
 import kora.data.distributed.user.MultiKvStore;
 import kora.data.distributed.user.SingleKvStore;
-import org.junit.jupiter.api.AfterEach;
-import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.Timeout;
 
 @Timeout(60)
-class ObserverTest {
+class ObserverTest extends WithManager {
   private final BlockingQueue<ChangeNotification> changes = new LinkedBlockingQueue<>();
   private final KvStoreObserver observer = changes::add;
-  private KvManager manager;
-  private SingleKvStore store;
-
-  @BeforeEach
-  void open() {
-    manager = Stores.manager();
-    store = manager.openSingle("store");
-  }
-
-  @AfterEach
-  void close() {
-    manager.close();
-  }
+  private final SingleKvStore store = manager.openSingle("store");
 
   @Test
   void eachCommitIsToldOnceAndInOrder() throws InterruptedException {
     store.putInt("old", 1);
+    store.putInt("gone", 1);
     store.subscribe(SubscribeType.LOCAL, observer);
+    store.startTransaction();
+    store.putInt("never", 1);
+    store.rollback();
     store.transaction(() -> {
       store.putInt("new", 1);
       store.putInt("old", 2);
+      store.delete("gone");
+      store.putInt("passing", 1);
+      store.delete("passing");
     });
     store.delete("old");
     ChangeNotification first = next();
     assertEquals(List.of(new Entry("new", Value.ofInt(1))), first.getInsertEntries());
     assertEquals(List.of(new Entry("old", Value.ofInt(2))), first.getUpdateEntries());
-    assertEquals(List.of(), first.getDeleteEntries());
+    assertEquals(List.of(new Entry("gone", Value.ofInt(1))), first.getDeleteEntries());
     assertEquals(List.of(new Entry("old", Value.ofInt(2))), next().getDeleteEntries());
     assertNull(changes.poll(50, TimeUnit.MILLISECONDS));
   }
@@ -201,9 +193,12 @@ class ObserverTest {
 
     DeviceChangeCallback listener = (device, status) -> {};
     assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> manager.unregisterDeviceListener(listener));
-    ifSupported(() -> manager.registerDeviceListener(listener, DeviceFilterStrategy.NO_FILTER));
+    Subscription first = ifSupported(() -> manager.registerDeviceListener(listener, DeviceFilterStrategy.NO_FILTER));
     assertFails(KvStoreErrorCode.INVALID_ARGUMENT,
         () -> manager.registerDeviceListener(listener, DeviceFilterStrategy.FILTER));
+    first.close();
+    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> manager.unregisterDeviceListener(listener));
+    manager.registerDeviceListener(listener, DeviceFilterStrategy.FILTER);
     manager.unregisterDeviceListener(listener);
   }
 

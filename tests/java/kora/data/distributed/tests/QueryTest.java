@@ -15,7 +15,6 @@ import java.util.stream.Collectors;
 import kora.data.distributed.common.Condition;
 import kora.data.distributed.common.Entry;
 import kora.data.distributed.common.FieldType;
-import kora.data.distributed.common.KvManager;
 import kora.data.distributed.common.KvStoreErrorCode;
 import kora.data.distributed.common.KvStoreResultSet;
 import kora.data.distributed.common.Options;
@@ -23,13 +22,12 @@ import kora.data.distributed.common.Query;
 import kora.data.distributed.common.Schema;
 import kora.data.distributed.common.Value;
 import kora.data.distributed.user.SingleKvStore;
-import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.Tag;
 import org.junit.jupiter.api.Test;
 
 /** Queries and schemas: their texts, and the store client's answers. */
 @Tag("limits")
-class QueryTest {
+class QueryTest extends WithManager {
   private static final Schema PEOPLE = Schema.builder()
       .mandatory("name", FieldType.STRING)
       .optional("age", FieldType.INT)
@@ -37,13 +35,6 @@ class QueryTest {
       .index("age")
       .index("address.city", "age")
       .build();
-
-  private final KvManager manager = Stores.manager();
-
-  @AfterEach
-  void close() {
-    manager.close();
-  }
 
   @Test
   void buildersWriteAsciiJson() {
@@ -143,28 +134,13 @@ class QueryTest {
   }
 
   @Test
-  void everyRuleOfASchemaHasItsCode() {
+  void aSchemaHoldsAndIsKept() {
     SingleKvStore store = manager.openSingle("store", Options.builder().schema(PEOPLE).build());
     store.putString("ada", "{\"name\":\"Ada\",\"age\":36}");
-    Map<String, KvStoreErrorCode> bad = Map.of(
-        "{\"name\":\"Bob\",\"height\":2}", KvStoreErrorCode.INVALID_VALUE_FIELDS,
-        "{\"name\":7}", KvStoreErrorCode.INVALID_FIELD_TYPE,
-        "{\"age\":7}", KvStoreErrorCode.CONSTRAIN_VIOLATION,
-        "Bob", KvStoreErrorCode.INVALID_FORMAT);
-    bad.forEach((text, code) -> {
-      assertFails(code, () -> store.putString("bob", text));
-      assertFails(code, () -> store.putBatch(
-          List.of(new Entry("cleo", Value.ofString("{\"name\":\"Cleo\"}")), new Entry("bob", Value.ofString(text)))));
-    });
-    assertFails(KvStoreErrorCode.INVALID_FORMAT, () -> store.putInt("bob", 1));
+    assertFails(KvStoreErrorCode.INVALID_FIELD_TYPE, () -> store.putBatch(List.of(
+        new Entry("cleo", Value.ofString("{\"name\":\"Cleo\"}")), new Entry("bob", Value.ofString("{\"name\":7}")))));
     assertEquals("ada", keys(store.getEntries(Query.where(field("address.city").equalTo("Rome")))));
     store.close();
-
-    Options other = Options.builder().schema(Schema.builder().optional("x", FieldType.INT).build()).build();
-    assertFails(KvStoreErrorCode.SCHEMA_MISMATCH, () -> manager.openSingle("store", other));
-    Options malformed = Options.builder().schema(Schema.ofJson("{}")).build();
-    assertFails(KvStoreErrorCode.INVALID_SCHEMA, () -> manager.openSingle("new", malformed));
-    assertEquals(List.of("store"), manager.storeIds());
     SingleKvStore again = manager.openSingle("store");
     assertFails(KvStoreErrorCode.INVALID_FORMAT, () -> again.putInt("bob", 1));
   }

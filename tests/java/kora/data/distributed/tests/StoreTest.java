@@ -17,7 +17,6 @@ import java.util.stream.Collectors;
 import java.util.stream.IntStream;
 import java.util.stream.Stream;
 import kora.data.distributed.common.Entry;
-import kora.data.distributed.common.KvManager;
 import kora.data.distributed.common.KvStoreErrorCode;
 import kora.data.distributed.common.KvStoreResultSet;
 import kora.data.distributed.common.Options;
@@ -26,25 +25,12 @@ import kora.data.distributed.common.Value;
 import kora.data.distributed.user.KvStoreSnapshot;
 import kora.data.distributed.user.MultiKvStore;
 import kora.data.distributed.user.SingleKvStore;
-import org.junit.jupiter.api.AfterEach;
-import org.junit.jupiter.api.BeforeEach;
+import org.junit.jupiter.api.Assumptions;
 import org.junit.jupiter.api.Tag;
 import org.junit.jupiter.api.Test;
 
-class StoreTest {
-  private KvManager manager;
-  private SingleKvStore store;
-
-  @BeforeEach
-  void open() {
-    manager = Stores.manager();
-    store = manager.openSingle("store");
-  }
-
-  @AfterEach
-  void close() {
-    manager.close();
-  }
+class StoreTest extends WithManager {
+  private final SingleKvStore store = manager.openSingle("store");
 
   @Test
   void everyTypeComesBackAsItWas() {
@@ -200,7 +186,9 @@ class StoreTest {
       assertTrue(resultSet.moveToNext() && resultSet.isLast());
       assertEquals(new Entry("b\uD83D", Value.ofInt(2)), resultSet.getEntry());
       assertFalse(resultSet.moveToNext());
-      assertTrue(resultSet.isAfterLast() && resultSet.move(-2) && resultSet.moveToPosition(1));
+      assertTrue(resultSet.isAfterLast() && resultSet.move(-2) && !resultSet.move(Integer.MAX_VALUE));
+      assertTrue(resultSet.isAfterLast() && !resultSet.moveToPosition(-7) && resultSet.isBeforeFirst());
+      assertTrue(resultSet.moveToPosition(1));
       assertEquals(1, resultSet.getPosition());
       assertTrue(resultSet.moveToPrevious() && resultSet.moveToLast() && resultSet.moveToFirst());
     }
@@ -269,6 +257,18 @@ class StoreTest {
       assertEquals(keys.size(), snapshot.getEntries("").size());
       assertFails(KvStoreErrorCode.KEY_NOT_FOUND, () -> snapshot.getInt("deleted"));
     }
+    try (KvStoreSnapshot cleared = multi.snapshot()) {
+      assertEquals(List.of(), cleared.getEntries(""));
+    }
+  }
+
+  @Test
+  void whatAClientOfOnesOwnLeavesOutHasItsCode() {
+    Assumptions.assumeTrue(System.getProperty("kora.library.path").contains("own-client"));
+    assertFails(KvStoreErrorCode.NOT_SUPPORT, () -> store.getEntriesWithQuery("{}"));
+    assertFails(KvStoreErrorCode.NOT_SUPPORT, () -> store.getCountWithQuery("{}"));
+    Options encrypted = Options.builder().encrypt(true).build();
+    assertFails(KvStoreErrorCode.NOT_SUPPORT, () -> manager.openSingle("other", encrypted));
   }
 
   private List<String> keys(String prefix) {

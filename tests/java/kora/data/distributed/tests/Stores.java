@@ -4,10 +4,7 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 
-import java.util.concurrent.atomic.AtomicInteger;
 import java.util.function.Supplier;
-import kora.data.distributed.common.KvManager;
-import kora.data.distributed.common.KvManagerFactory;
 import kora.data.distributed.common.KvStoreErrorCode;
 import kora.data.distributed.common.KvStoreException;
 import org.junit.jupiter.api.Assumptions;
@@ -15,14 +12,7 @@ import org.junit.jupiter.api.function.Executable;
 
 /** What the tests have in common. */
 final class Stores {
-  private static final AtomicInteger APPLICATIONS = new AtomicInteger();
-
   private Stores() {}
-
-  /** A manager of an application that no other test uses. */
-  static KvManager manager() {
-    return KvManagerFactory.create("test-" + ProcessHandle.current().pid() + "-" + APPLICATIONS.incrementAndGet());
-  }
 
   static KvStoreException assertFails(KvStoreErrorCode code, Executable call) {
     KvStoreException failure = assertThrows(KvStoreException.class, call);
