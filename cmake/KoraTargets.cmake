@@ -3,6 +3,10 @@
 # Warnings, sanitizers: `kora_compile_options(target)`.
 function(kora_compile_options target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Werror)
+  # What is said of headers, g++ says of sources that are included in one.
+  if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+  endif()
   if(KORA_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${KORA_SANITIZE} -fno-omit-frame-pointer
                                              -fno-sanitize-recover=all)

@@ -10,7 +10,7 @@ namespace KORA::DistributedKv::Client::Cluster {
 namespace {
 
 // Of a call, from the end of its delay on. One that can't reach the hub is given up long before.
-constexpr Sync::Moment kPatience = Sync::Moment{10} * 60 * 1000;
+constexpr Sync::Moment kSyncPatience = Sync::Moment{10} * 60 * 1000;
 
 Sync::AdmissionRules RulesOf(const Store& store) {
   const SyncSettings settings = store.GetSyncSettings();
@@ -102,7 +102,7 @@ Member::~Member() {
 void Member::Synchronise(const std::shared_ptr<SyncRequest>& request) {
   const int32_t delay =
       request->DelayMs() > 0 ? request->DelayMs() : store_->GetSyncSettings().allowedDelayMs;
-  sync_.Sync(request->Devices(), ToMode(request->Mode()), static_cast<Sync::Moment>(delay), kPatience,
+  sync_.Sync(request->Devices(), ToMode(request->Mode()), static_cast<Sync::Moment>(delay), kSyncPatience,
              [this, request](const Sync::SyncResults& results) { request->End(ToOutcomes(results)); });
 }
 

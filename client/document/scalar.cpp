@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "common/big_endian.h"
+
 namespace KORA::DistributedKv::Client {
 
 namespace {
@@ -12,7 +14,6 @@ constexpr char kTrueTag = 3;
 constexpr char kNumberTag = 4;
 constexpr char kStringTag = 5;
 constexpr char kCompositeTag = 6;
-constexpr int kByteBits = 8;
 
 __extension__ using WideInteger = __int128;
 
@@ -31,12 +32,6 @@ int CompareValues(const Value& left, const Value& right) {
 int CompareNumbers(const Number& left, const Number& right) {
   const int order = CompareValues(left.nearest, right.nearest);
   return order != 0 ? order : CompareValues(left.rest, right.rest);
-}
-
-template <typename Integer>
-void AppendBigEndian(Integer integer, std::string& out) {
-  for (int shift = static_cast<int>(sizeof integer - 1) * kByteBits; shift >= 0; shift -= kByteBits)
-    out.push_back(static_cast<char>(integer >> shift & 0xff));
 }
 
 uint64_t OrderedBits(double number) {

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/big_endian.h"
 #include "common/hex.h"
 
 namespace KORA::DistributedKv::Client {
@@ -23,7 +24,6 @@ constexpr size_t kNonceSize = kBlockSize;
 constexpr size_t kNonceEnd = kMagic.size() + kNonceSize;
 constexpr size_t kDigestSize = 8;
 constexpr size_t kHeaderSize = kNonceEnd + kDigestSize;
-constexpr uint64_t kByteBits = 8;
 
 using Nonce = std::array<unsigned char, kNonceSize>;
 

@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* kTraitsFile = "STORE";
 constexpr const char* kCreating = "CREATING";
-constexpr std::string_view kFormat = "1";
+constexpr std::string_view kFolderFormat = "1";
 constexpr std::string_view kSingle = "single";
 constexpr std::string_view kMulti = "multi";
 constexpr std::string_view kDeletedPrefix = ".deleted.";
@@ -35,11 +35,11 @@ std::string_view ValueOf(const Properties& properties, std::string_view name) {
   return found == properties.end() ? std::string_view() : found->second;
 }
 
-bool ParseRecord(const std::string& text, StoreRecord& record) {
+bool ParseStoreRecord(const std::string& text, StoreRecord& record) {
   Properties properties;
   std::string_view lines;
   if (!StripChecksum(text, lines) || ParseProperties(lines, properties) != 0) return false;
-  if (ValueOf(properties, "format") != kFormat) return false;
+  if (ValueOf(properties, "format") != kFolderFormat) return false;
   StoreTraits& traits = record.traits;
   record.wrappedKey = ValueOf(properties, "key");
   traits.encrypted = !record.wrappedKey.empty();
@@ -55,7 +55,7 @@ bool IsOfAnotherFormat(const std::string& text) {
   Properties properties;
   std::string_view lines;
   return StripChecksum(text, lines) && ParseProperties(lines, properties) == 0 &&
-         ValueOf(properties, "format") != kFormat;
+         ValueOf(properties, "format") != kFolderFormat;
 }
 
 std::string ToText(const StoreRecord& record) {
@@ -63,7 +63,7 @@ std::string ToText(const StoreRecord& record) {
   const auto add = [&text](std::string_view name, std::string_view value) {
     text.append(name).append("=").append(value).append("\n");
   };
-  add("format", kFormat);
+  add("format", kFolderFormat);
   add("kind", record.traits.kind == StoreKind::kMulti ? kMulti : kSingle);
   add("security", std::to_string(record.traits.securityLevel));
   if (!record.wrappedKey.empty()) add("key", record.wrappedKey);
@@ -78,7 +78,7 @@ bool MayBeEncrypted(const fs::path& store) {
   std::string text;
   StoreRecord record;
   if (const std::error_code error = ReadFile(store / kTraitsFile, text)) return !IsNothing(error);
-  return !ParseRecord(text, record) || record.traits.encrypted;
+  return !ParseStoreRecord(text, record) || record.traits.encrypted;
 }
 
 // Whether `test` holds of a folder in this one that stands for an application or a store; also where that
@@ -119,7 +119,7 @@ Status ReadRecord(const fs::path& folder, StoreRecord& record) {
   const std::error_code error = ReadFile(file, text);
   if (error == std::errc::no_such_file_or_directory) return Status::STORE_NOT_FOUND;
   if (error) return Failed(file, "read", error.message());
-  if (ParseRecord(text, record)) return Status::SUCCESS;
+  if (ParseStoreRecord(text, record)) return Status::SUCCESS;
   if (IsOfAnotherFormat(text)) return Failed(file, "read", "written by another version of the client");
   Failed(file, "read", "damaged");
   return Status::RECOVER_FAILED;

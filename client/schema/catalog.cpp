@@ -4,6 +4,7 @@
 #include <map>
 #include <utility>
 
+#include "common/big_endian.h"
 #include "common/limits.h"
 #include "common/log.h"
 #include "document/json.h"
@@ -18,21 +19,21 @@ constexpr Bytes kSchemaKey = "mschema";
 constexpr Bytes kIndexStates = "mindex/";
 constexpr char kBuilding = 0;
 constexpr char kComplete = 1;
-constexpr int kByteBits = 8;
-
-std::string TwoBytes(size_t number) {
-  return {static_cast<char>(number >> kByteBits & 0xff), static_cast<char>(number & 0xff)};
-}
 
 std::string StateKey(uint16_t number) {
-  return std::string(kIndexStates).append(TwoBytes(number));
+  std::string key(kIndexStates);
+  AppendBigEndian(number, key);
+  return key;
 }
 
 std::string Describe(const IndexPaths& paths) {
   std::string description;
   for (const FieldPath& path : paths) {
-    for (const std::string& name : path) description.append(TwoBytes(name.size())).append(name);
-    description.append(TwoBytes(0));
+    for (const std::string& name : path) {
+      AppendBigEndian(static_cast<uint16_t>(name.size()), description);
+      description += name;
+    }
+    AppendBigEndian(uint16_t{0}, description);
   }
   return description;
 }
@@ -47,13 +48,12 @@ struct KeptIndex {
 Status ListIndexes(const Engine& engine, std::vector<KeptIndex>& indexes) {
   const std::unique_ptr<Cursor> cursor = engine.Entries(kIndexStates);
   for (; cursor->Valid(); cursor->Next()) {
-    const Bytes number = cursor->Key().substr(kIndexStates.size());
+    Bytes rest = cursor->Key().substr(kIndexStates.size());
     const Bytes value = cursor->Value();
-    if (number.size() != sizeof(uint16_t) || value.empty()) return EntryIsDamaged("an index's state");
-    const auto high = static_cast<unsigned char>(number[0]);
-    const auto low = static_cast<unsigned char>(number[1]);
-    indexes.push_back({static_cast<uint16_t>(high << kByteBits | low), value.front() == kComplete,
-                       std::string(value.substr(1))});
+    uint16_t number = 0;
+    if (!TakeBigEndian(rest, number) || !rest.empty() || value.empty())
+      return EntryIsDamaged("an index's state");
+    indexes.push_back({number, value.front() == kComplete, std::string(value.substr(1))});
   }
   return cursor->Result();
 }

@@ -1,13 +1,14 @@
 #include "schema/index.h"
 
+#include "common/big_endian.h"
 #include "store/record.h"
 
 namespace KORA::DistributedKv::Client {
 
 std::string Index::SpaceOf(uint16_t number) {
-  constexpr int kByteBits = 8;
-  return std::string(kIndexSpace) +
-         std::string{static_cast<char>(number >> kByteBits), static_cast<char>(number & 0xff)};
+  std::string space(kIndexSpace);
+  AppendBigEndian(number, space);
+  return space;
 }
 
 std::string Index::KeyFor(const JsonObject& document, Bytes key) const {

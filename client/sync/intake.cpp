@@ -7,7 +7,7 @@ namespace KORA::DistributedKv::Client::Sync {
 
 namespace {
 
-constexpr size_t kLogPage = 1024;
+constexpr size_t kIntakePage = 1024;
 constexpr Moment kRoomPoll = 10;
 
 // Whether the value has to be fetched in order to judge the record.
@@ -21,7 +21,7 @@ bool IsValueNeeded(const HubRecord& remote, const Content& local) {
 Status PendingKeys::Refresh() {
   for (std::vector<LogEntry> entries;;) {
     entries.clear();
-    const Status status = replica_->Log(read_, kLogPage, entries);
+    const Status status = replica_->Log(read_, kIntakePage, entries);
     if (status != Status::SUCCESS || entries.empty()) return status;
     for (LogEntry& entry : entries) logged_[entry.key] = entry.stamp;
     read_ = entries.back().position;

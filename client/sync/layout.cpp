@@ -11,7 +11,7 @@ namespace KORA::DistributedKv::Client::Sync {
 
 namespace {
 
-constexpr uint8_t kFormat = 1;
+constexpr uint8_t kHubFormat = 1;
 constexpr uint8_t kDeletedFlag = 1;
 constexpr uint8_t kPartsFlag = 2;
 constexpr size_t kVersionDigits = 16;
@@ -66,7 +66,7 @@ std::optional<PartName> ParsePartKey(const std::string& prefix, const std::strin
 
 std::string Encode(const HubRecord& record) {
   std::string out;
-  AppendInteger(out, kFormat);
+  AppendInteger(out, kHubFormat);
   AppendInteger(out, static_cast<uint8_t>((record.content.deleted ? kDeletedFlag : 0) |
                                           (record.inParts ? kPartsFlag : 0)));
   AppendInteger(out, record.content.stamp.version);
@@ -80,7 +80,7 @@ std::string Encode(const HubRecord& record) {
 
 std::optional<HubRecord> ParseRecord(std::string_view bytes) {
   ByteReader reader(bytes);
-  if (reader.Read<uint8_t>() != kFormat) return std::nullopt;
+  if (reader.Read<uint8_t>() != kHubFormat) return std::nullopt;
   HubRecord record;
   const auto flags = reader.Read<uint8_t>();
   record.content.deleted = (flags & kDeletedFlag) != 0;
@@ -107,7 +107,7 @@ uint64_t Digest(std::string_view bytes) {
 
 std::string Encode(const Marker& marker) {
   std::string out;
-  AppendInteger(out, kFormat);
+  AppendInteger(out, kHubFormat);
   AppendInteger(out, marker.incarnation);
   AppendInteger(out, marker.number);
   AppendInteger(out, static_cast<uint32_t>(marker.securityLevel));
@@ -118,7 +118,7 @@ std::string Encode(const Marker& marker) {
 
 std::optional<Marker> ParseMarker(std::string_view bytes) {
   ByteReader reader(bytes);
-  if (reader.Read<uint8_t>() != kFormat) return std::nullopt;
+  if (reader.Read<uint8_t>() != kHubFormat) return std::nullopt;
   Marker marker;
   marker.incarnation = reader.Read<Version>();
   marker.number = reader.Read<Version>();

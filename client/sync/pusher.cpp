@@ -7,7 +7,7 @@ namespace KORA::DistributedKv::Client::Sync {
 
 namespace {
 
-constexpr size_t kLogPage = 256;
+constexpr size_t kPushPage = 256;
 // The marker takes one condition and one operation.
 constexpr size_t kRoom = kMaxOperations - 1;
 constexpr size_t kRecordOverhead = 128;  // bytes; a hub's framing, the key in condition and operation apart
@@ -57,7 +57,7 @@ Status Pusher::Fill(Batch& batch) {
   const LogPosition end = context_.replica.LogEnd();
   for (bool fits = true; fits;) {
     entries.clear();
-    Status status = context_.replica.Log(batch.upTo, kLogPage, entries);
+    Status status = context_.replica.Log(batch.upTo, kPushPage, entries);
     if (entries.empty()) batch.upTo = std::max(batch.upTo, end);
     if (entries.empty()) return status;
     for (auto entry = entries.begin(); status == Status::SUCCESS && fits && entry != entries.end(); ++entry) {

@@ -8,7 +8,7 @@ namespace KORA::DistributedKv::Client::Sync {
 
 namespace {
 
-constexpr uint8_t kFormat = 1;
+constexpr uint8_t kStateFormat = 1;
 
 bool Continues(const Peer& peer, const Markers& now, const std::string& device) {
   const std::optional<Marker> seen = ParseMarker(peer.marker);
@@ -23,7 +23,7 @@ bool Continues(const Peer& peer, const Markers& now, const std::string& device) 
 
 std::string Encode(const SyncState& state) {
   std::string out;
-  AppendInteger(out, kFormat);
+  AppendInteger(out, kStateFormat);
   AppendInteger(out, static_cast<uint64_t>(state.position));
   AppendInteger(out, state.inStep);
   AppendInteger(out, state.incarnation);
@@ -43,7 +43,7 @@ std::optional<SyncState> ParseState(std::string_view bytes) {
   SyncState state;
   if (bytes.empty()) return state;
   ByteReader reader(bytes);
-  if (reader.Read<uint8_t>() != kFormat) return std::nullopt;
+  if (reader.Read<uint8_t>() != kStateFormat) return std::nullopt;
   state.position = static_cast<Revision>(reader.Read<uint64_t>());
   state.inStep = reader.Read<Version>();
   state.incarnation = reader.Read<Version>();

@@ -13,7 +13,7 @@ namespace KORA::DistributedKv::Client {
 namespace {
 
 constexpr Bytes kSyncKey = "msync";
-constexpr char kFormat = 1;
+constexpr char kSettingsFormat = 1;
 constexpr const char* kWhat = "the entry for synchronisation";
 
 void AppendLabels(const Labels& labels, std::string& out) {
@@ -39,7 +39,7 @@ bool TakeLabels(Bytes& stored, Labels& labels) {
 }  // namespace
 
 std::string EncodeSyncSettings(const SyncSettings& settings) {
-  std::string out = {kFormat, static_cast<char>(settings.capabilityEnabled ? 1 : 0)};
+  std::string out = {kSettingsFormat, static_cast<char>(settings.capabilityEnabled ? 1 : 0)};
   AppendBigEndian(static_cast<uint32_t>(settings.allowedDelayMs), out);
   AppendLabels(settings.localLabels, out);
   AppendLabels(settings.remoteLabels, out);
@@ -51,9 +51,10 @@ std::optional<SyncSettings> ParseSyncSettings(Bytes stored) {
   uint8_t format = 0;
   uint8_t enabled = 0;
   uint32_t delay = 0;
-  const bool whole = TakeBigEndian(stored, format) && format == kFormat && TakeBigEndian(stored, enabled) &&
-                     TakeBigEndian(stored, delay) && TakeLabels(stored, settings.localLabels) &&
-                     TakeLabels(stored, settings.remoteLabels) && stored.empty();
+  const bool whole = TakeBigEndian(stored, format) && format == kSettingsFormat &&
+                     TakeBigEndian(stored, enabled) && TakeBigEndian(stored, delay) &&
+                     TakeLabels(stored, settings.localLabels) && TakeLabels(stored, settings.remoteLabels) &&
+                     stored.empty();
   if (!whole || enabled > 1 || delay > INT32_MAX) return std::nullopt;
   settings.capabilityEnabled = enabled == 1;
   settings.allowedDelayMs = static_cast<int32_t>(delay);
@@ -73,13 +74,13 @@ Status CheckLabels(const Labels& labels) {
 
 Status StoredSyncSettings::Load(const View& engine) {
   std::optional<SyncSettings> settings = SyncSettings();
-  char format = kFormat;
+  char format = kSettingsFormat;
   const Status status = engine.Get(kSyncKey, [&](Bytes stored) {
     settings = ParseSyncSettings(stored);
     if (!stored.empty()) format = stored.front();
   });
   if (status == Status::DB_ERROR) return status;
-  if (format != kFormat) return EntryIsOfAnotherVersion(kWhat);
+  if (format != kSettingsFormat) return EntryIsOfAnotherVersion(kWhat);
   if (!settings) return EntryIsDamaged(kWhat);
   const std::lock_guard<std::mutex> lock(mutex_);
   settings_ = std::move(*settings);
