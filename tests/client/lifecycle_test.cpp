@@ -1,5 +1,4 @@
 #include <fstream>
-#include <thread>
 
 #include "support.h"
 
@@ -157,16 +156,12 @@ TEST_F(Lifecycle, Identifiers) {
 
 TEST_F(Lifecycle, ThreadsOpenAndCloseOneStore) {
   Open();
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([this, i] {
-      for (int round = 0; round < 10; ++round) {
-        const auto store = Open();
-        EXPECT_EQ(Put(*store, std::to_string(i), std::to_string(round)), Status::SUCCESS);
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  OnThreads(4, [this](int i) {
+    for (int round = 0; round < 10; ++round) {
+      const auto store = Open();
+      EXPECT_EQ(Put(*store, std::to_string(i), std::to_string(round)), Status::SUCCESS);
+    }
+  });
   EXPECT_EQ(List(*Open()), (Pairs{{"0", "9"}, {"1", "9"}, {"2", "9"}, {"3", "9"}}));
 }
 

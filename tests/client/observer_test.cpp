@@ -112,13 +112,9 @@ TEST_F(Observers, HearEveryCommitInOrder) {
   const auto observer = Subscribe(*store);
   constexpr int kThreads = 3;
   constexpr int kWrites = 300;
-  std::vector<std::thread> writers;
-  for (int i = 0; i < kThreads; ++i) {
-    writers.emplace_back([&, i] {
-      for (int n = 0; n < kWrites; ++n) Put(*store, "k", std::to_string(i * kWrites + n));
-    });
-  }
-  for (std::thread& writer : writers) writer.join();
+  OnThreads(kThreads, [&](int i) {
+    for (int n = 0; n < kWrites; ++n) Put(*store, "k", std::to_string(i * kWrites + n));
+  });
   const Lines lines = observer->Await(kThreads * kWrites);
   EXPECT_EQ(lines.size(), static_cast<size_t>(kThreads * kWrites));
   EXPECT_EQ(lines.back(), "~k=" + Get(*store, "k"));

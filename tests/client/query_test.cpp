@@ -6,40 +6,7 @@
 namespace KORA::DistributedKv {
 namespace {
 
-std::string Text(const std::string& text) {
-  return "\1" + text;
-}
-
-class Query : public ClientTest {
- protected:
-  // The keys of the matches with blanks between them, or "<status>".
-  static std::string Keys(const SingleKvStore& store, const std::string& query) {
-    std::vector<Entry> entries;
-    const Status status = store.GetEntriesWithQuery(query, entries);
-    if (status != Status::SUCCESS) return "<" + std::to_string(static_cast<int>(status)) + ">";
-    std::string keys;
-    for (const Entry& entry : entries) keys.append(keys.empty() ? "" : " ").append(entry.key.ToString());
-    int32_t count = -1;
-    EXPECT_EQ(store.GetCountWithQuery(query, count), Status::SUCCESS);
-    EXPECT_EQ(count, static_cast<int32_t>(entries.size())) << query;
-    EXPECT_EQ(Walk(store, query), keys) << query;
-    return keys;
-  }
-
-  // The same from a result set, read from its last row to its first.
-  static std::string Walk(const SingleKvStore& store, const std::string& query) {
-    std::string keys;
-    store.GetResultSetWithQuery(query, [&keys](Status status, std::unique_ptr<KvStoreResultSet> rows) {
-      ASSERT_EQ(status, Status::SUCCESS);
-      Entry entry;
-      for (bool there = rows->MoveToLast(); there; there = rows->MoveToPrevious()) {
-        EXPECT_EQ(rows->GetEntry(entry), Status::SUCCESS);
-        keys = entry.key.ToString() + (keys.empty() ? "" : " ") + keys;
-      }
-    });
-    return keys;
-  }
-};
+class Query : public ClientTest {};
 
 constexpr const char* kBadFormat = "<27459609>";
 constexpr const char* kBadField = "<27459610>";

@@ -11,12 +11,6 @@ namespace KORA::DistributedKv::Client {
 namespace {
 
 constexpr const char* kSelf = "self";
-constexpr const char* kIndexed = R"({"fields": [{"field": "n", "type": "int"}], "indexes": ["n"]})";
-
-std::string Document(int n) {
-  return "\x01{\"n\": " + std::to_string(n) + "}";
-}
-
 class ReplicaTest : public ClientTest {
  protected:
   void SetUp() override { OpenStore(); }

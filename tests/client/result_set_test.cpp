@@ -35,8 +35,7 @@ class ResultSets : public ClientTest {
   static std::string At(const KvStoreResultSet& resultSet) {
     Entry entry;
     const Status status = resultSet.GetEntry(entry);
-    return status == Status::SUCCESS ? entry.key.ToString() + "=" + entry.value.ToString()
-                                     : "<" + std::to_string(static_cast<int>(status)) + ">";
+    return status == Status::SUCCESS ? entry.key.ToString() + "=" + entry.value.ToString() : ToText(status);
   }
 
   static Pairs Walk(KvStoreResultSet& resultSet) {

@@ -9,10 +9,6 @@
 namespace KORA::DistributedKv {
 namespace {
 
-std::string Text(const std::string& text) {
-  return "\1" + text;
-}
-
 constexpr const char* kPeople = R"({"fields":[
   {"field":"name","type":"string","mandatory":true},
   {"field":"age","type":"int"},
@@ -28,14 +24,6 @@ class SchemaTest : public ClientTest {
     Options options = Creating();
     options.schema = schema;
     return options;
-  }
-
-  static std::string Keys(const SingleKvStore& store, const std::string& query) {
-    std::vector<Entry> entries;
-    const Status status = store.GetEntriesWithQuery(query, entries);
-    std::string keys = status == Status::SUCCESS ? "" : "<" + std::to_string(static_cast<int>(status)) + ">";
-    for (const Entry& entry : entries) keys.append(keys.empty() ? "" : " ").append(entry.key.ToString());
-    return keys;
   }
 
   // The keys of the index entries that the store's engine holds, and those that its records call for.

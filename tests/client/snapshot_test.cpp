@@ -14,38 +14,15 @@ using Texts = std::vector<std::string>;
 constexpr const char* kNotOpen = "<27459588>";
 
 // Keeps what it is given.
-class Collector : public KvStoreObserver {
+class Collector : public KvStoreObserver, public Recorder<std::unique_ptr<KvStoreSnapshot>> {
  public:
   void OnChange(const ChangeNotification& /*notification*/) override {
     ADD_FAILURE() << "a multi-version store has snapshots";
   }
   void OnChange(const ChangeNotification& /*notification*/,
                 std::unique_ptr<KvStoreSnapshot> snapshot) override {
-    std::unique_lock<std::mutex> lock(mutex_);
-    snapshots_.push_back(std::move(snapshot));
-    changed_.notify_all();
-    changed_.wait(lock, [this] { return !held_; });
+    Add(std::move(snapshot));
   }
-
-  void Hold(bool held) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    held_ = held;
-    changed_.notify_all();
-  }
-
-  // What it was given, once that is `count` snapshots.
-  std::vector<std::unique_ptr<KvStoreSnapshot>> Await(size_t count) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    EXPECT_TRUE(
-        changed_.wait_for(lock, std::chrono::seconds(20), [&] { return snapshots_.size() >= count; }));
-    return std::move(snapshots_);
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::vector<std::unique_ptr<KvStoreSnapshot>> snapshots_;
-  bool held_ = false;
 };
 
 class Snapshots : public ClientTest {
@@ -64,14 +41,6 @@ class Snapshots : public ClientTest {
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(taken != nullptr, expected == Status::SUCCESS);
     return taken;
-  }
-
-  // The value, or "<status>".
-  static std::string Get(KvStoreSnapshot& snapshot, const std::string& key) {
-    Value value;
-    const Status status = snapshot.Get(B(key), value);
-    return status == Status::SUCCESS ? value.ToString()
-                                     : "<" + std::to_string(static_cast<int>(status)) + ">";
   }
 
   static Pairs List(KvStoreSnapshot& snapshot, const std::string& prefix = "",
@@ -157,8 +126,8 @@ TEST_F(Snapshots, ComeWithEachChange) {
   store->Commit();
   observer->Hold(false);
 
-  other->Await(kCommits + 1);  // their end must not take the first one's with it
-  const auto told = observer->Await(kCommits + 1);
+  other->Take(kCommits + 1);  // their end must not take the first one's with it
+  const auto told = observer->Take(kCommits + 1);
   for (int i = 0; i < kCommits; ++i) EXPECT_EQ(Get(*told[static_cast<size_t>(i)], "k"), std::to_string(i));
   EXPECT_EQ(List(*told.back()), (Pairs{{"t", "1"}}));
   EXPECT_EQ(store->UnSubscribeKvStore(SubscribeType::ALL, observer), Status::SUCCESS);
@@ -170,12 +139,12 @@ TEST_F(Snapshots, OutliveTheirStore) {
   const auto observer = std::make_shared<Collector>();
   store->SubscribeKvStore(SubscribeType::ALL, observer);
   store->Put(B("k"), B("1"));
-  const auto delivered = observer->Await(1);
+  const auto delivered = observer->Take(1);
   const auto taken = Take(*store);
   // These wait for the observer while the store closes.
   observer->Hold(true);
   for (int i = 0; i < 10; ++i) store->Put(B("k"), B("2"));
-  observer->Await(1);
+  observer->Take(1);
   store.reset();
   observer->Hold(false);
   EXPECT_EQ(Get(*delivered.front(), "k"), kNotOpen);
@@ -222,7 +191,7 @@ TEST_F(Snapshots, EndWithADroppedChange) {
     publisher->Publish(std::move(change),
                        [&kept] { return [kept] { return std::unique_ptr<KvStoreSnapshot>(); }; });
   }
-  observer->Await(1);
+  observer->Take(1);
   EXPECT_LE(kept.use_count(), 1 + 1 + 8);
   EXPECT_GE(kept.use_count(), 1 + 8);
   observer->Hold(false);

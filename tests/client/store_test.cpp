@@ -6,8 +6,6 @@
 namespace KORA::DistributedKv::Client {
 namespace {
 
-constexpr const char* kIndexed = R"({"fields": [{"field": "n", "type": "int"}], "indexes": ["n"]})";
-
 class StoreTest : public ClientTest {
  protected:
   void TearDown() override { store_->Close(); }
@@ -19,18 +17,16 @@ class StoreTest : public ClientTest {
     ASSERT_EQ(store_->Load(schema), Status::SUCCESS);
   }
 
-  static Blob Document(int n) { return B("\x01{\"n\": " + std::to_string(n) + "}"); }
-
   Trouble trouble_ = Trouble::kNone;
   std::shared_ptr<Store> store_;
 };
 
 TEST_F(StoreTest, AWriteThatFailsHalfwayBreaksItsTransactionUntilRollback) {
   OpenStore(kIndexed);
-  const std::vector<Entry> both = {{B("one"), Document(1)}, {B("two"), Document(2)}};
+  const std::vector<Entry> both = {{B("one"), B(Document(1))}, {B("two"), B(Document(2))}};
   for (const Trouble trouble : {Trouble::kReads, Trouble::kThrows}) {
     ASSERT_EQ(store_->StartTransaction(), Status::SUCCESS);
-    ASSERT_EQ(store_->Put(B("before"), Document(0)), Status::SUCCESS);
+    ASSERT_EQ(store_->Put(B("before"), B(Document(0))), Status::SUCCESS);
     EXPECT_EQ(store_->Put(B("large"), Blob(std::vector<uint8_t>(5 << 20))), Status::INVALID_ARGUMENT);
     trouble_ = trouble;
     if (trouble == Trouble::kThrows) {
@@ -42,7 +38,7 @@ TEST_F(StoreTest, AWriteThatFailsHalfwayBreaksItsTransactionUntilRollback) {
     Value value;
     std::vector<Entry> entries;
     std::unique_ptr<View> snapshot;
-    const Status answers[] = {store_->Put(B("k"), Document(3)),
+    const Status answers[] = {store_->Put(B("k"), B(Document(3))),
                               store_->Delete(B("k")),
                               store_->Clear(),
                               store_->RemoveDeviceData("device"),

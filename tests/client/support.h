@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -22,6 +23,22 @@ const std::filesystem::path& Home();
 
 inline Blob B(const std::string& text) {
   return Blob(std::vector<uint8_t>(text.begin(), text.end()));
+}
+
+// As a value that is a text, as documents are.
+inline std::string Text(const std::string& text) {
+  return "\1" + text;
+}
+
+// A schema with an index, and a document that fits it.
+inline constexpr const char* kIndexed = R"({"fields": [{"field": "n", "type": "int"}], "indexes": ["n"]})";
+inline std::string Document(int n) {
+  return Text("{\"n\": " + std::to_string(n) + "}");
+}
+
+// "<status>", which stands where a result is missing.
+inline std::string ToText(Status status) {
+  return "<" + std::to_string(static_cast<int>(status)) + ">";
 }
 
 inline Options Creating() {
@@ -92,18 +109,46 @@ class ClientTest : public testing::Test {
     return store.Put(B(key), B(value));
   }
 
-  // The value, or "<status>" in its stead.
-  static std::string Get(const SingleKvStore& store, const std::string& key) {
+  // The value, or "<status>" in its stead. Of a store or a snapshot.
+  template <typename Store>
+  static std::string Get(Store& store, const std::string& key) {
     Value value;
     const Status status = store.Get(B(key), value);
-    return status == Status::SUCCESS ? value.ToString()
-                                     : "<" + std::to_string(static_cast<int>(status)) + ">";
+    return status == Status::SUCCESS ? value.ToString() : ToText(status);
   }
 
   static Pairs List(const SingleKvStore& store, const std::string& prefix = "") {
     std::vector<Entry> entries;
     EXPECT_EQ(store.GetEntries(B(prefix), entries), Status::SUCCESS);
     return ToPairs(entries);
+  }
+
+  // The keys of the matches with blanks between them, or "<status>".
+  static std::string Keys(const SingleKvStore& store, const std::string& query) {
+    std::vector<Entry> entries;
+    const Status status = store.GetEntriesWithQuery(query, entries);
+    if (status != Status::SUCCESS) return ToText(status);
+    std::string keys;
+    for (const Entry& entry : entries) keys.append(keys.empty() ? "" : " ").append(entry.key.ToString());
+    int32_t count = -1;
+    EXPECT_EQ(store.GetCountWithQuery(query, count), Status::SUCCESS);
+    EXPECT_EQ(count, static_cast<int32_t>(entries.size())) << query;
+    EXPECT_EQ(Walk(store, query), keys) << query;
+    return keys;
+  }
+
+  // The same from a result set, read from its last row to its first.
+  static std::string Walk(const SingleKvStore& store, const std::string& query) {
+    std::string keys;
+    store.GetResultSetWithQuery(query, [&keys](Status status, std::unique_ptr<KvStoreResultSet> rows) {
+      ASSERT_EQ(status, Status::SUCCESS);
+      Entry entry;
+      for (bool there = rows->MoveToLast(); there; there = rows->MoveToPrevious()) {
+        EXPECT_EQ(rows->GetEntry(entry), Status::SUCCESS);
+        keys = entry.key.ToString() + (keys.empty() ? "" : " ") + keys;
+      }
+    });
+    return keys;
   }
 
   std::filesystem::path Folder(const std::string& storeId) const { return Home() / app_.appId / storeId; }
@@ -114,8 +159,51 @@ class ClientTest : public testing::Test {
 
 inline constexpr const char* kAbsent = "<27459592>";
 
-// Remembers what it is told, as lines such as "+key=value ~key=value -key=last value"; can be made slow.
-class RecordingObserver : public KvStoreObserver {
+// Remembers what it is given, for who waits for it; can hold up who gives.
+template <typename T>
+class Recorder {
+ public:
+  void Add(T item) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    items_.push_back(std::move(item));
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return !held_; });
+  }
+
+  // From now on calls of Add do not return, until Hold(false).
+  void Hold(bool held) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    held_ = held;
+    changed_.notify_all();
+  }
+
+  // What was given, once that is `count` items or more.
+  std::vector<T> Await(size_t count) {
+    AwaitItems(count);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return items_;
+  }
+  // The same, which is then forgotten.
+  std::vector<T> Take(size_t count) {
+    AwaitItems(count);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return std::exchange(items_, {});
+  }
+
+ private:
+  void AwaitItems(size_t count) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    EXPECT_TRUE(changed_.wait_for(lock, std::chrono::seconds(20), [&] { return items_.size() >= count; }));
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<T> items_;
+  bool held_ = false;
+};
+
+// Remembers what it is told, as lines such as "+key=value ~key=value -key=last value".
+class RecordingObserver : public KvStoreObserver, public Recorder<std::string> {
  public:
   void OnChange(const ChangeNotification& notification) override {
     std::string line;
@@ -126,42 +214,28 @@ class RecordingObserver : public KvStoreObserver {
         line.append(line.empty() ? "" : " ").append(sign).append(key).append("=").append(value);
       }
     }
-    std::unique_lock<std::mutex> lock(mutex_);
-    device_ = notification.GetDeviceId();
-    lines_.push_back(line);
-    changed_.notify_all();
-    changed_.wait(lock, [this] { return !held_; });
+    devices_.Add(notification.GetDeviceId());
+    Add(line);
   }
   void OnChange(const ChangeNotification& /*notification*/,
                 std::unique_ptr<KvStoreSnapshot> /*snapshot*/) override {
     ADD_FAILURE() << "a single store has no snapshots";
   }
 
-  // From now on calls do not return, until Hold(false).
-  void Hold(bool held) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    held_ = held;
-    changed_.notify_all();
-  }
-
-  // What was told, once that is `count` lines or more.
-  std::vector<std::string> Await(size_t count) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    EXPECT_TRUE(changed_.wait_for(lock, std::chrono::seconds(20), [&] { return lines_.size() >= count; }));
-    return lines_;
-  }
-
-  std::string Device() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return device_;
-  }
+  // That wrote what was told last.
+  std::string Device() { return devices_.Await(1).back(); }
 
  private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::vector<std::string> lines_;
-  std::string device_;
-  bool held_ = false;
+  Recorder<std::string> devices_;
 };
+
+// Runs `work` on so many threads, each with its number, to their end.
+template <typename Work>
+void OnThreads(int count, const Work& work) {
+  std::vector<std::thread> threads;
+  threads.reserve(static_cast<size_t>(count));
+  for (int i = 0; i < count; ++i) threads.emplace_back([&work, i] { work(i); });
+  for (std::thread& thread : threads) thread.join();
+}
 
 }  // namespace KORA::DistributedKv

@@ -2,7 +2,6 @@
 
 #include <limits>
 #include <map>
-#include <thread>
 
 #include "cluster/sync_request.h"
 #include "engine/engine.h"
@@ -16,35 +15,12 @@ namespace {
 
 using Results = std::map<std::string, Status>;
 
-// Remembers what it is told; can hold the callback queue up.
-class RecordingCallback : public KvStoreSyncCallback {
+class RecordingCallback : public KvStoreSyncCallback, public Recorder<Results> {
  public:
   void SyncCompleted(const Results& results) override {
-    std::unique_lock<std::mutex> lock(mutex_);
-    onQueue_ = Client::CallbackQueue::OnCallbackThread();
-    completions_.push_back(results);
-    changed_.notify_all();
-    changed_.wait(lock, [this] { return !held_; });
+    EXPECT_TRUE(Client::CallbackQueue::OnCallbackThread());
+    Add(results);
   }
-  void Hold(bool held) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    held_ = held;
-    changed_.notify_all();
-  }
-  std::vector<Results> Await(size_t count) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    EXPECT_TRUE(
-        changed_.wait_for(lock, std::chrono::seconds(20), [&] { return completions_.size() >= count; }));
-    EXPECT_TRUE(onQueue_);
-    return completions_;
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::vector<Results> completions_;
-  bool held_ = false;
-  bool onQueue_ = true;
 };
 
 class Sync : public ClientTest {
@@ -131,16 +107,12 @@ TEST_F(Sync, CompletesOnceWhateverHappensMeanwhile) {
 TEST_F(Sync, ThreadsSyncAndReplaceTheCallback) {
   const auto store = Open();
   const auto callback = Register(*store);
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&, i] {
-      for (int round = 0; round < 50; ++round) {
-        store->RegisterSyncCallback(callback);
-        EXPECT_EQ(store->Sync({std::to_string(i)}, SyncMode::PUSH, 0), Status::SUCCESS);
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  OnThreads(4, [&](int i) {
+    for (int round = 0; round < 50; ++round) {
+      store->RegisterSyncCallback(callback);
+      EXPECT_EQ(store->Sync({std::to_string(i)}, SyncMode::PUSH, 0), Status::SUCCESS);
+    }
+  });
   EXPECT_EQ(callback->Await(200).size(), 200U);
 }
 

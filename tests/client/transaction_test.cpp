@@ -102,19 +102,15 @@ TEST_F(Transactions, ThreadsWriteOneStore) {
   const auto store = Open();
   constexpr int kThreads = 4;
   constexpr int kWrites = 500;
-  std::vector<std::thread> threads;
-  for (int i = 0; i < kThreads; ++i) {
-    threads.emplace_back([&, i] {
-      for (int n = 0; n < kWrites; ++n) {
-        const std::string key = std::to_string(i) + "/" + std::to_string(n);
-        EXPECT_EQ(Put(*store, key, key), Status::SUCCESS);
-        if (n % 50 == 0 && store->StartTransaction() == Status::SUCCESS) {
-          EXPECT_EQ(store->Commit(), Status::SUCCESS);
-        }
+  OnThreads(kThreads, [&](int i) {
+    for (int n = 0; n < kWrites; ++n) {
+      const std::string key = std::to_string(i) + "/" + std::to_string(n);
+      EXPECT_EQ(Put(*store, key, key), Status::SUCCESS);
+      if (n % 50 == 0 && store->StartTransaction() == Status::SUCCESS) {
+        EXPECT_EQ(store->Commit(), Status::SUCCESS);
       }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+    }
+  });
   EXPECT_EQ(List(*store).size(), static_cast<size_t>(kThreads * kWrites));
 }
 
