@@ -1,5 +1,4 @@
 #include <atomic>
-#include <limits>
 #include <random>
 #include <thread>
 
@@ -12,9 +11,7 @@
 namespace KORA::DistributedKv {
 namespace {
 
-constexpr int32_t kMin = std::numeric_limits<int32_t>::min();
-constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
-
+// How they move, and what they show, is compared with a map in tests/model.
 class ResultSets : public ClientTest {
  protected:
   static std::unique_ptr<KvStoreResultSet> Open(const SingleKvStore& store, const std::string& prefix = "",
@@ -38,16 +35,6 @@ class ResultSets : public ClientTest {
     return status == Status::SUCCESS ? entry.key.ToString() + "=" + entry.value.ToString() : ToText(status);
   }
 
-  static Pairs Walk(KvStoreResultSet& resultSet) {
-    Pairs walked;
-    for (bool more = resultSet.MoveToFirst(); more; more = resultSet.MoveToNext()) {
-      Entry entry;
-      EXPECT_EQ(resultSet.GetEntry(entry), Status::SUCCESS);
-      walked.emplace_back(entry.key.ToString(), entry.value.ToString());
-    }
-    return walked;
-  }
-
   static void Fill(SingleKvStore& store, int count) {
     std::vector<Entry> entries;
     for (int i = 0; i < count; ++i)
@@ -55,72 +42,6 @@ class ResultSets : public ClientTest {
     ASSERT_EQ(store.PutBatch(entries), Status::SUCCESS);
   }
 };
-
-// What holds of a position, whatever led there.
-void ExpectAt(const KvStoreResultSet& resultSet, int32_t position) {
-  const int32_t count = resultSet.GetCount();
-  EXPECT_EQ(resultSet.GetPosition(), position);
-  EXPECT_EQ(resultSet.IsBeforeFirst(), position == -1);
-  EXPECT_EQ(resultSet.IsAfterLast(), position == count);
-  EXPECT_EQ(resultSet.IsFirst(), position == 0 && count > 0);
-  EXPECT_EQ(resultSet.IsLast(), position == count - 1 && count > 0);
-}
-
-TEST_F(ResultSets, MovesStopRightOutsideTheEnds) {
-  const auto store = ClientTest::Open();
-  for (const int32_t count : {0, 1, 3}) {
-    const auto resultSet = Open(*store);
-    ASSERT_EQ(resultSet->GetCount(), count);
-    const auto clamped = [count](int64_t position) {
-      return static_cast<int32_t>(std::clamp<int64_t>(position, -1, count));
-    };
-    const auto expectMove = [&](bool arrived, int64_t target) {
-      ExpectAt(*resultSet, clamped(target));
-      EXPECT_EQ(arrived, target >= 0 && target < count) << count << " " << target;
-      EXPECT_EQ(At(*resultSet) == kAbsent, !arrived);
-    };
-    ExpectAt(*resultSet, -1);
-    for (int32_t from = -1; from <= count; ++from) {
-      for (const int32_t by : {kMin, -2, -1, 0, 1, 2, kMax}) {
-        resultSet->MoveToPosition(from);
-        ExpectAt(*resultSet, from);
-        expectMove(resultSet->Move(by), int64_t{from} + by);
-        expectMove(resultSet->MoveToPosition(by), by);
-      }
-      resultSet->MoveToPosition(from);
-      expectMove(resultSet->MoveToNext(), from + 1);
-      resultSet->MoveToPosition(from);
-      expectMove(resultSet->MoveToPrevious(), from - 1);
-      expectMove(resultSet->MoveToLast(), count - 1);
-      expectMove(resultSet->MoveToFirst(), 0);
-    }
-    Put(*store, "a", "1");
-    if (count > 0) store->PutBatch({{B("b"), B("2")}, {B("c"), B("3")}});
-  }
-}
-
-TEST_F(ResultSets, KeepTheStateOfTheirOpening) {
-  const auto store = ClientTest::Open();
-  store->PutBatch({{B("a"), B("1")}, {B("ab"), B("2")}, {B("b"), B("3")}});
-  const auto all = Open(*store);
-  const auto some = Open(*store, "a");
-  store->DeleteBatch({B("a"), B("ab")});
-  Put(*store, "c", "4");
-
-  store->StartTransaction();
-  Put(*store, "aa", "5");
-  const auto inTransaction = Open(*store);
-  store->Delete(B("aa"));
-  Put(*store, "a", "6");
-  const auto later = Open(*store);
-  store->Rollback();
-
-  EXPECT_EQ(Walk(*all), (Pairs{{"a", "1"}, {"ab", "2"}, {"b", "3"}}));
-  EXPECT_EQ(Walk(*some), (Pairs{{"a", "1"}, {"ab", "2"}}));
-  EXPECT_EQ(Walk(*inTransaction), (Pairs{{"aa", "5"}, {"b", "3"}, {"c", "4"}}));
-  EXPECT_EQ(Walk(*later), (Pairs{{"a", "6"}, {"b", "3"}, {"c", "4"}}));
-  EXPECT_EQ(Walk(*Open(*store)), (Pairs{{"b", "3"}, {"c", "4"}}));
-}
 
 TEST_F(ResultSets, FindEveryPosition) {
   const auto store = ClientTest::Open();

@@ -8,30 +8,6 @@ namespace {
 
 class Transactions : public ClientTest {};
 
-TEST_F(Transactions, ReadTheirWrites) {
-  const auto store = Open();
-  store->PutBatch({{B("a"), B("1")}, {B("b"), B("2")}, {B("c"), B("3")}, {B("x"), B("9")}});
-  for (const bool commit : {false, true}) {
-    const Pairs before = List(*store);
-    EXPECT_EQ(store->StartTransaction(), Status::SUCCESS);
-    EXPECT_EQ(Put(*store, "a", "new"), Status::SUCCESS);
-    EXPECT_EQ(store->DeleteBatch({B("b"), B("absent")}), Status::SUCCESS);
-    EXPECT_EQ(store->PutBatch({{B("bb"), B("4")}, {B("y"), B("5")}}), Status::SUCCESS);
-    EXPECT_EQ(store->Delete(B("y")), Status::SUCCESS);
-
-    EXPECT_EQ(Get(*store, "a"), "new");
-    EXPECT_EQ(Get(*store, "b"), kAbsent);
-    EXPECT_EQ(Get(*store, "c"), "3");
-    const Pairs after = {{"a", "new"}, {"bb", "4"}, {"c", "3"}, {"x", "9"}};
-    EXPECT_EQ(List(*store), after);
-    EXPECT_EQ(List(*store, "b"), (Pairs{{"bb", "4"}}));
-
-    EXPECT_EQ(commit ? store->Commit() : store->Rollback(), Status::SUCCESS);
-    EXPECT_EQ(List(*store), commit ? after : before);
-  }
-  EXPECT_EQ(Get(*store, "a"), "new");
-}
-
 TEST_F(Transactions, OneAtATime) {
   const auto store = Open();
   const auto other = Open();

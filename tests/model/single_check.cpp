@@ -104,6 +104,8 @@ void SingleCheck::Move(Cursor& cursor, Chance& chance) {
 bool SingleCheck::MoveAtRandom(Cursor& cursor, Chance& chance) {
   KvStoreResultSet& resultSet = *cursor.resultSet;
   const auto count = static_cast<int32_t>(cursor.rows.size());
+  const int32_t farthest =
+      chance.OneIn(2) ? std::numeric_limits<int32_t>::min() : std::numeric_limits<int32_t>::max();
   switch (chance.Below(8)) {
     case 0:
       cursor.position = 0;
@@ -120,11 +122,9 @@ bool SingleCheck::MoveAtRandom(Cursor& cursor, Chance& chance) {
       --cursor.position;
       return resultSet.MoveToPrevious();
     case 6:
-      cursor.position = chance.Between(-2, count + 1);
+      cursor.position = chance.OneIn(30) ? farthest : chance.Between(-2, count + 1);
       return resultSet.MoveToPosition(static_cast<int32_t>(cursor.position));
     default:
-      const int32_t farthest =
-          chance.OneIn(2) ? std::numeric_limits<int32_t>::min() : std::numeric_limits<int32_t>::max();
       const int32_t offset = chance.OneIn(30) ? farthest : chance.Between(-40, 40);
       cursor.position += offset;
       return resultSet.Move(offset);
