@@ -24,7 +24,7 @@ import kora.data.distributed.user.SingleKvStore;
 public final class Callbacks {
   private static final int ENTRIES = 100_000;
   private static final int WARM_UP = 20_000;
-  private static final byte[] PAYLOAD = Data.payload(100);
+  private static final byte[] PAYLOAD = Data.payload(100, 0);
 
   private final SingleKvStore store;
   private final Set<Thread> threads = ConcurrentHashMap.newKeySet();

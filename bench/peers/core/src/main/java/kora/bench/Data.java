@@ -51,10 +51,10 @@ public final class Data {
     }
   }
 
-  /** Bytes of which half can be compressed away. */
-  public static byte[] payload(int size) {
+  /** Bytes of which half can be compressed away, others for each number. */
+  public static byte[] payload(int size, int number) {
     byte[] bytes = new byte[size];
-    new SplittableRandom(size).nextBytes(bytes);
+    new SplittableRandom((long) size << 32 | number).nextBytes(bytes);
     for (int i = 0; i < size; ++i) {
       if (i / 10 % 2 == 0) {
         bytes[i] = 'x';

@@ -19,18 +19,18 @@ public final class Prepare {
     Data.delete(unfinished);
     Files.createDirectories(unfinished);
     try (Store store = Driver.of(arguments[0]).open(unfinished, Driver.Durability.PROCESS)) {
-      fill(store, entries, Data.payload(valueSize));
+      fill(store, entries, valueSize);
     }
     Files.move(unfinished, folder);
   }
 
-  private static void fill(Store store, int entries, byte[] payload) throws Exception {
+  private static void fill(Store store, int entries, int valueSize) throws Exception {
     for (int done = 0; done < entries; done += Data.GROUP) {
       String[] keys = new String[Data.GROUP];
       for (int i = 0; i < keys.length; ++i) {
         keys[i] = Data.key((done + i) * Data.STEP % entries);
       }
-      store.putBatch(keys, payload);
+      store.putBatch(keys, Data.payload(valueSize, done / Data.GROUP));
     }
   }
 }
