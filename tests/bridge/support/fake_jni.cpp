@@ -1,6 +1,6 @@
 // The function tables of the fake environment and virtual machine. A slot that no native may use ends the
-// test with its number in the table. Calls that JNI does not allow with an exception pending stand in the
-// trace with a leading ^.
+// test with its number in the table; of the forms of a call C++ uses that with a list of arguments alone.
+// Calls that JNI does not allow with an exception pending stand in the trace with a leading ^.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -127,38 +127,23 @@ jfieldID GetStaticFieldID(JNIEnv* env, jclass type, const char* name, const char
 
 // --- calls
 
-template <typename Next>
-std::vector<Datum> Arguments(JNIEnv* env, const Method& method, Next&& next) {
-  std::vector<Datum> arguments;
-  const char* at = method.signature.c_str() + 1;
-  while (*at != ')') {
-    const bool reference = *at == 'L' || *at == '[';
-    jvalue value = next(*at);
-    arguments.push_back(reference ? Datum{0, Resolve(env, value.l, method.name.c_str())}
-                                  : Datum{value.j, nullptr});
-    while (*at == '[') ++at;
-    if (*at == 'L') at = std::strchr(at, ';');
-    ++at;
-  }
-  return arguments;
-}
-
-std::vector<Datum> ListArguments(JNIEnv* env, const Method& method, va_list list) {
+std::vector<Datum> Arguments(JNIEnv* env, const Method& method, va_list list) {
   struct {
     va_list values;
   } source;
   va_copy(source.values, list);
-  std::vector<Datum> arguments = Arguments(env, method, [&source](char type) {
-    jvalue value{};
-    if (type == 'L' || type == '[') {
-      value.l = va_arg(source.values, jobject);
-    } else if (type == 'J') {
-      value.j = va_arg(source.values, jlong);
+  std::vector<Datum> arguments;
+  const char* at = method.signature.c_str() + 1;
+  while (*at != ')') {
+    if (*at == 'L' || *at == '[') {
+      arguments.push_back({0, Resolve(env, va_arg(source.values, jobject), method.name.c_str())});
     } else {
-      value.j = va_arg(source.values, jint);
+      arguments.push_back({*at == 'J' ? va_arg(source.values, jlong) : va_arg(source.values, jint), nullptr});
     }
-    return value;
-  });
+    while (*at == '[') ++at;
+    if (*at == 'L') at = std::strchr(at, ';');
+    ++at;
+  }
   va_end(source.values);
   return arguments;
 }
@@ -200,42 +185,20 @@ T Answer(const Datum& datum) {
 
 template <typename T>
 T CallV(JNIEnv* env, jobject object, jmethodID id, va_list list) {
-  return Answer<T>(CallMethod(env, object, id, ListArguments(env, MethodOf(id), list)));
+  return Answer<T>(CallMethod(env, object, id, Arguments(env, MethodOf(id), list)));
 }
-template <typename T>
-T CallVariadic(JNIEnv* env, jobject object, jmethodID id, ...) {
-  va_list list;
-  va_start(list, id);
-  const T result = CallV<T>(env, object, id, list);
-  va_end(list);
-  return result;
-}
-template <typename T>
-T CallA(JNIEnv* env, jobject object, jmethodID id, const jvalue* values) {
-  return Answer<T>(
-      CallMethod(env, object, id, Arguments(env, MethodOf(id), [&](char) { return *values++; })));
-}
-
 void CallVoidV(JNIEnv* env, jobject object, jmethodID id, va_list list) {
   CallV<jint>(env, object, id, list);
-}
-void CallVoid(JNIEnv* env, jobject object, jmethodID id, ...) {
-  va_list list;
-  va_start(list, id);
-  CallVoidV(env, object, id, list);
-  va_end(list);
-}
-void CallVoidA(JNIEnv* env, jobject object, jmethodID id, const jvalue* values) {
-  CallA<jint>(env, object, id, values);
 }
 
 jobject CallStaticObjectV(JNIEnv* env, jclass /*type*/, jmethodID id, va_list list) {
   const Method& method = MethodOf(id);
   Call call(env, "CallStaticObject", method.owner->ShortName() + "." + method.name);
-  return call.Local(method.body(nullptr, ListArguments(env, method, list)).object);
+  return call.Local(method.body(nullptr, Arguments(env, method, list)).object);
 }
 
-jobject Construct(JNIEnv* env, jclass clazz, jmethodID id, const std::vector<Datum>& arguments) {
+jobject NewObjectV(JNIEnv* env, jclass clazz, jmethodID id, va_list list) {
+  const std::vector<Datum> arguments = Arguments(env, MethodOf(id), list);
   const Class* type = ClassOf(env, clazz, "NewObject");
   if (type == nullptr) return nullptr;
   Call call(env, "NewObject", type->ShortName());
@@ -243,19 +206,6 @@ jobject Construct(JNIEnv* env, jclass clazz, jmethodID id, const std::vector<Dat
   Object* object = Of(env).New(type);
   MethodOf(id).body(object, arguments);
   return call.Local(object);
-}
-jobject NewObjectV(JNIEnv* env, jclass type, jmethodID id, va_list list) {
-  return Construct(env, type, id, ListArguments(env, MethodOf(id), list));
-}
-jobject NewObject(JNIEnv* env, jclass type, jmethodID id, ...) {
-  va_list list;
-  va_start(list, id);
-  jobject object = NewObjectV(env, type, id, list);
-  va_end(list);
-  return object;
-}
-jobject NewObjectA(JNIEnv* env, jclass type, jmethodID id, const jvalue* values) {
-  return Construct(env, type, id, Arguments(env, MethodOf(id), [&](char) { return *values++; }));
 }
 
 // --- fields
@@ -512,22 +462,12 @@ JNINativeInterface_ MakeTable() {
   table.GetStaticMethodID = GetStaticMethodID;
   table.GetFieldID = GetFieldID;
   table.GetStaticFieldID = GetStaticFieldID;
-  table.CallObjectMethod = CallVariadic<jobject>;
   table.CallObjectMethodV = CallV<jobject>;
-  table.CallObjectMethodA = CallA<jobject>;
-  table.CallBooleanMethod = CallVariadic<jboolean>;
   table.CallBooleanMethodV = CallV<jboolean>;
-  table.CallBooleanMethodA = CallA<jboolean>;
-  table.CallIntMethod = CallVariadic<jint>;
   table.CallIntMethodV = CallV<jint>;
-  table.CallIntMethodA = CallA<jint>;
-  table.CallVoidMethod = CallVoid;
   table.CallVoidMethodV = CallVoidV;
-  table.CallVoidMethodA = CallVoidA;
   table.CallStaticObjectMethodV = CallStaticObjectV;
-  table.NewObject = NewObject;
   table.NewObjectV = NewObjectV;
-  table.NewObjectA = NewObjectA;
   table.GetObjectField = GetObjectField;
   table.GetByteField = GetByteField;
   table.GetLongField = GetLongField;

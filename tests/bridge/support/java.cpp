@@ -126,9 +126,9 @@ Class& Java::Define(const std::string& name,
   return type;
 }
 
-void Java::DefineEnum(const std::string& name, std::initializer_list<const char*> constants) {
+void Java::DefineEnum(const std::string& name, const std::vector<std::string>& constants) {
   Class& type = Define(name);
-  for (const char* constant : constants) {
+  for (const std::string& constant : constants) {
     type.constants[constant] = nullptr;
     type.fields.push_back({&type, constant, "L" + name + ";"});
   }

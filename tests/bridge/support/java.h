@@ -124,7 +124,7 @@ class Java {
 
   Class& Define(const std::string& name,
                 std::initializer_list<std::pair<const char*, const char*>> fields = {});
-  void DefineEnum(const std::string& name, std::initializer_list<const char*> constants);
+  void DefineEnum(const std::string& name, const std::vector<std::string>& constants);
   Class* Find(const std::string& name);
   Class& ByShortName(const std::string& name);
   Object* NewString(ThreadEnv& env, const std::string& text);
@@ -181,6 +181,9 @@ class Names {
   std::map<std::string, jlong> numbers_;
   std::map<std::string, Object*> objects_;
 };
+
+// The name of the error code for a status.
+std::string ErrorCodeName(int status);
 
 std::vector<Datum> ParseValues(ThreadEnv& env, const std::string& text);
 

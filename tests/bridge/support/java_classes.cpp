@@ -1,5 +1,7 @@
 // The Java classes that the bridge looks up or is registered on, and those of the tests' own callback
 // objects.
+#include <sstream>
+
 #include "support/java.h"
 
 namespace fake {
@@ -8,6 +10,25 @@ namespace {
 constexpr const char* kCommon = "kora/data/distributed/common/";
 constexpr const char* kDevice = "kora/data/distributed/device/";
 constexpr const char* kUser = "kora/data/distributed/user/";
+
+constexpr const char* kDefaultCode = "DEFAULT_DB_ERROR";
+
+// By the status's distance from the first.
+const std::map<int, std::string>& ErrorCodes() {
+  static const auto* codes = [] {
+    std::istringstream rows(
+        "1 INVALID_ARGUMENT 4 STORE_NOT_OPEN 5 STORE_NOT_FOUND 6 STORE_ALREADY_SUBSCRIBE 7 "
+        "STORE_NOT_SUBSCRIBE "
+        "8 KEY_NOT_FOUND 9 DB_ERROR 17 NOT_SUPPORT 18 SCHEMA_MISMATCH 19 INVALID_SCHEMA 20 READ_ONLY "
+        "21 INVALID_VALUE_FIELDS 22 INVALID_FIELD_TYPE 23 CONSTRAIN_VIOLATION 24 INVALID_FORMAT "
+        "25 INVALID_QUERY_FORMAT 26 INVALID_QUERY_FIELD 28 RECOVER_SUCCESS 29 RECOVER_FAILED "
+        "31 EXCEED_MAX_ACCESS_RATE 32 SECURITY_LEVEL_ERROR");
+    auto* read = new std::map<int, std::string>;
+    for (int status = 0; rows >> status;) rows >> (*read)[status];
+    return read;
+  }();
+  return *codes;
+}
 
 Datum Nothing(Object* /*self*/, const std::vector<Datum>& /*arguments*/) {
   return {};
@@ -81,28 +102,9 @@ void DefineRecords(Java& java) {
       .Getter("getStoreOwnerType", "()I", "storeOwnerType")
       .Getter("getSchema", "()Lkora/data/distributed/common/Schema;", "schema")
       .Getter("getBinarySchema", "()[B", "binarySchema");
-  java.DefineEnum(common + "KvStoreErrorCode", {"DEFAULT_DB_ERROR",
-                                                "INVALID_ARGUMENT",
-                                                "STORE_NOT_OPEN",
-                                                "STORE_NOT_FOUND",
-                                                "STORE_ALREADY_SUBSCRIBE",
-                                                "STORE_NOT_SUBSCRIBE",
-                                                "KEY_NOT_FOUND",
-                                                "DB_ERROR",
-                                                "NOT_SUPPORT",
-                                                "SCHEMA_MISMATCH",
-                                                "INVALID_SCHEMA",
-                                                "READ_ONLY",
-                                                "INVALID_VALUE_FIELDS",
-                                                "INVALID_FIELD_TYPE",
-                                                "CONSTRAIN_VIOLATION",
-                                                "INVALID_FORMAT",
-                                                "INVALID_QUERY_FORMAT",
-                                                "INVALID_QUERY_FIELD",
-                                                "RECOVER_SUCCESS",
-                                                "RECOVER_FAILED",
-                                                "EXCEED_MAX_ACCESS_RATE",
-                                                "SECURITY_LEVEL_ERROR"});
+  std::vector<std::string> codes = {kDefaultCode};
+  for (const auto& [status, code] : ErrorCodes()) codes.push_back(code);
+  java.DefineEnum(common + "KvStoreErrorCode", codes);
   java.DefineEnum(kDevice + std::string("DeviceStatus"), {"ONLINE", "OFFLINE"});
 }
 
@@ -138,6 +140,12 @@ void DefineCallbacks(Java& java) {
 }
 
 }  // namespace
+
+std::string ErrorCodeName(int status) {
+  constexpr int64_t kFirst = 27459584;
+  const auto found = ErrorCodes().find(static_cast<int>(status - kFirst));
+  return found == ErrorCodes().end() ? kDefaultCode : found->second;
+}
 
 void Java::DefineClasses() {
   DefineLibrary(*this);

@@ -489,31 +489,4 @@ void MakeHandles() {
   names.Set("cursor", reinterpret_cast<jlong>(MakeResultSet().release()));
 }
 
-std::string ErrorCodeName(int status) {
-  static const std::map<int, std::string> kNames = {{1, "INVALID_ARGUMENT"},
-                                                    {4, "STORE_NOT_OPEN"},
-                                                    {5, "STORE_NOT_FOUND"},
-                                                    {6, "STORE_ALREADY_SUBSCRIBE"},
-                                                    {7, "STORE_NOT_SUBSCRIBE"},
-                                                    {8, "KEY_NOT_FOUND"},
-                                                    {9, "DB_ERROR"},
-                                                    {17, "NOT_SUPPORT"},
-                                                    {18, "SCHEMA_MISMATCH"},
-                                                    {19, "INVALID_SCHEMA"},
-                                                    {20, "READ_ONLY"},
-                                                    {21, "INVALID_VALUE_FIELDS"},
-                                                    {22, "INVALID_FIELD_TYPE"},
-                                                    {23, "CONSTRAIN_VIOLATION"},
-                                                    {24, "INVALID_FORMAT"},
-                                                    {25, "INVALID_QUERY_FORMAT"},
-                                                    {26, "INVALID_QUERY_FIELD"},
-                                                    {28, "RECOVER_SUCCESS"},
-                                                    {29, "RECOVER_FAILED"},
-                                                    {31, "EXCEED_MAX_ACCESS_RATE"},
-                                                    {32, "SECURITY_LEVEL_ERROR"}};
-  constexpr int64_t kStatusBase = 27459584;
-  const auto found = kNames.find(static_cast<int>(status - kStatusBase));
-  return found == kNames.end() ? "DEFAULT_DB_ERROR" : found->second;
-}
-
 }  // namespace fake

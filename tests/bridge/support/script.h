@@ -70,9 +70,6 @@ std::string TakePending();
 // Fresh stores, snapshot and cursor under their names, @manager, @multi, @single, @snapshot, @cursor.
 void MakeHandles();
 
-// The name of the error code for a status.
-std::string ErrorCodeName(int status);
-
 constexpr int kClientFailure = 27459590;
 
 }  // namespace fake
