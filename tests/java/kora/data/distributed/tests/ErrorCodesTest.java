@@ -1,6 +1,5 @@
 package kora.data.distributed.tests;
 
-import static kora.data.distributed.common.Condition.field;
 import static kora.data.distributed.tests.Stores.assertFails;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
@@ -16,17 +15,14 @@ import java.util.regex.Pattern;
 import java.util.stream.Collectors;
 import kora.data.distributed.common.FieldType;
 import kora.data.distributed.common.KvStoreErrorCode;
-import kora.data.distributed.common.KvStoreObserver;
 import kora.data.distributed.common.Options;
-import kora.data.distributed.common.Query;
 import kora.data.distributed.common.Schema;
 import kora.data.distributed.common.SecurityLevel;
-import kora.data.distributed.common.SubscribeType;
 import kora.data.distributed.user.SingleKvStore;
 import org.junit.jupiter.api.Tag;
 import org.junit.jupiter.api.Test;
 
-/** The situation that brings each error code about, and the page that lists them. */
+/** The page that lists the error codes, and the situations that bring those about which no other test does. */
 @Tag("limits")
 class ErrorCodesTest extends WithManager {
   private static final Schema PERSON =
@@ -49,59 +45,10 @@ class ErrorCodesTest extends WithManager {
   }
 
   @Test
-  void invalidArgument() {
-    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> manager.openSingle("../escape"));
-    SingleKvStore store = manager.openSingle("store");
-    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> store.putInt("k".repeat(1025), 1));
-    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> store.putBytes("key", new byte[4 << 20]));
-    assertFails(KvStoreErrorCode.INVALID_ARGUMENT, () -> manager.openMulti("store"));
-  }
-
-  @Test
-  void storeNotOpen() {
-    SingleKvStore store = manager.openSingle("store");
-    store.close();
-    assertFails(KvStoreErrorCode.STORE_NOT_OPEN, () -> store.find("key"));
-  }
-
-  @Test
-  void storeNotFound() {
-    Options existing = Options.builder().createIfMissing(false).build();
-    assertFails(KvStoreErrorCode.STORE_NOT_FOUND, () -> manager.openSingle("absent", existing));
-    assertFails(KvStoreErrorCode.STORE_NOT_FOUND, () -> manager.deleteStore("absent"));
-  }
-
-  @Test
-  void storeAlreadySubscribe() {
-    SingleKvStore store = manager.openSingle("store");
-    KvStoreObserver observer = change -> {};
-    store.subscribe(SubscribeType.ALL, observer);
-    assertFails(KvStoreErrorCode.STORE_ALREADY_SUBSCRIBE, () -> store.subscribe(SubscribeType.LOCAL, observer));
-  }
-
-  @Test
-  void storeNotSubscribe() {
-    SingleKvStore store = manager.openSingle("store");
-    assertFails(KvStoreErrorCode.STORE_NOT_SUBSCRIBE, () -> store.unsubscribe(change -> {}));
-  }
-
-  @Test
-  void keyNotFound() {
-    assertFails(KvStoreErrorCode.KEY_NOT_FOUND, () -> manager.openSingle("store").get("absent"));
-  }
-
-  @Test
   void dbError() throws IOException {
     manager.openSingle("store").close();
     Files.writeString(file("store", "STORE"), "damaged");
     assertFails(KvStoreErrorCode.DB_ERROR, () -> manager.openSingle("store"));
-  }
-
-  @Test
-  void defaultDbError() {
-    SingleKvStore store = manager.openSingle("store");
-    assertFails(KvStoreErrorCode.DEFAULT_DB_ERROR, store::commit);
-    assertFails(KvStoreErrorCode.DEFAULT_DB_ERROR, () -> manager.deleteStore("store"));
   }
 
   @Test
@@ -128,27 +75,11 @@ class ErrorCodesTest extends WithManager {
   }
 
   @Test
-  void constrainViolation() {
-    assertRefused(KvStoreErrorCode.CONSTRAIN_VIOLATION, "{\"age\":7}");
-  }
-
-  @Test
   void invalidFormat() {
     assertRefused(KvStoreErrorCode.INVALID_FORMAT, "Bob");
     SingleKvStore store = manager.openSingle("store");
     store.putString("key", "text");
     assertFails(KvStoreErrorCode.INVALID_FORMAT, () -> store.getInt("key"));
-  }
-
-  @Test
-  void invalidQueryFormat() {
-    assertFails(KvStoreErrorCode.INVALID_QUERY_FORMAT, () -> manager.openSingle("store").getEntries(Query.ofJson("{")));
-  }
-
-  @Test
-  void invalidQueryField() {
-    assertFails(KvStoreErrorCode.INVALID_QUERY_FIELD,
-        () -> openWith(PERSON).getEntries(Query.where(field("height").isNull())));
   }
 
   @Test
