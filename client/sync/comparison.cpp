@@ -28,10 +28,10 @@ void Comparison::Start(Finished finished) {
   // looked through: so what is logged now counts as pending to the end.
   if (pending_.Refresh() != Status::SUCCESS) return End(HubResult::kStoreFailed);
   const KeyRange markers = RangeOfPrefix(context_.keys.Markers());
-  context_.hub.Range({markers.begin, markers.end},
-                     lifetime_.Guard([this, acknowledged = context_.state.acknowledged](RangeAnswer answer) {
-                       TakeMarkers(std::move(answer), acknowledged);
-                     }));
+  RangeWhole(context_.hub, {markers.begin, markers.end},
+             lifetime_.Guard([this, acknowledged = context_.state.acknowledged](RangeAnswer answer) {
+               TakeMarkers(std::move(answer), acknowledged);
+             }));
 }
 
 void Comparison::TakeMarkers(RangeAnswer answer, Version acknowledged) {

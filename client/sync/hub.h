@@ -45,7 +45,7 @@ struct RangeRequest {
   std::string begin;
   std::string end;
   Revision revision = 0;  // as the hub was at that revision; 0: as it is now
-  size_t limit = 0;       // entries; 0: all. A hub may answer with fewer, and sets `more` then
+  size_t limit = 0;  // entries; 0: as many as the hub likes. It may answer with fewer, and sets `more` then
   bool keysOnly = false;  // values are left empty
 };
 
@@ -143,5 +143,9 @@ class Hub {
   // Deletes what is bound to the lease, as soon as the hub hears of it. Not answered.
   virtual void RevokeLease(LeaseId lease) = 0;
 };
+
+// All entries from `begin` to before `end`, as of one revision: that of the first page for 0. The hub must
+// outlive it.
+void RangeWhole(Hub& hub, const RangeRequest& request, Hub::Then<RangeAnswer> then);
 
 }  // namespace KORA::DistributedKv::Client::Sync

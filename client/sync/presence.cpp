@@ -79,7 +79,7 @@ void Presence::KeepLease() {
 
 void Presence::Look() {
   const KeyRange range = RangeOfPrefix(prefix_);
-  hub_.Range({range.begin, range.end}, lifetime_.Guard([this, range](const RangeAnswer& answer) {
+  RangeWhole(hub_, {range.begin, range.end}, lifetime_.Guard([this, range](const RangeAnswer& answer) {
     if (answer.result != HubResult::kDone) return Lose(answer.result);
     lost_ = false;
     memory_.Renew();

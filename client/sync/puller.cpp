@@ -63,7 +63,7 @@ void Puller::StartWatch() {
 
 void Puller::AskMarkers(Revision revision, Hub::Then<RangeAnswer> then) {
   const KeyRange range = RangeOfPrefix(context_.keys.Markers());
-  context_.hub.Range({range.begin, range.end, revision}, session_.Guard(std::move(then)));
+  RangeWhole(context_.hub, {range.begin, range.end, revision}, session_.Guard(std::move(then)));
 }
 
 void Puller::OnStarted() {
