@@ -71,7 +71,7 @@ Status Store::Load(const std::string& schema) {
 template <typename Read>
 Status Store::WithView(Read read) const {
   if (inTransaction_) {
-    const std::lock_guard<std::mutex> lock(writing_);
+    const std::lock_guard<SpinningMutex> lock(writing_);
     if (broken_) return RefuseBroken();
     if (transaction_) return read(static_cast<const View&>(*transaction_));
   }
@@ -90,7 +90,7 @@ Status Store::GetEntries(const Key& prefix, std::vector<Entry>& entries) const {
 template <typename Read>
 Status Store::WithIndexes(Read read) {
   if (inTransaction_) {
-    const std::lock_guard<std::mutex> lock(writing_);
+    const std::lock_guard<SpinningMutex> lock(writing_);
     const Status status = transaction_ ? RefreshTransaction() : Status::SUCCESS;
     if (status != Status::SUCCESS) return status;
     if (transaction_) return read(static_cast<const View&>(*transaction_));
@@ -144,7 +144,7 @@ Status Store::DeleteBatch(const std::vector<Key>& keys) {
 
 Status Store::Clear() {
   if (!inTransaction_) publisher_->AwaitRoom(Origin::kLocal);
-  const std::lock_guard<std::mutex> lock(writing_);
+  const std::lock_guard<SpinningMutex> lock(writing_);
   if (!transaction_)
     return writer_.Clear(publisher_->HasListeners(Origin::kLocal) ? PiecesOf(nullptr) : nullptr);
   std::vector<Key> keys;
@@ -194,7 +194,7 @@ Status Store::RemoveDeviceData(const std::string& deviceId) {
 // In a transaction the slice is all there is.
 Status Store::RemoveSliceOf(uint32_t device, std::string& from) {
   if (!inTransaction_) publisher_->AwaitRoom(Origin::kLocal);
-  const std::lock_guard<std::mutex> lock(writing_);
+  const std::lock_guard<SpinningMutex> lock(writing_);
   std::vector<Key> keys;
   Status status = Status::SUCCESS;
   if (transaction_) {
@@ -221,7 +221,7 @@ Status Store::ListKeysOf(uint32_t device, std::vector<Key>& keys) const {
 Status Store::Write(size_t bytes, const StoreWriter::Fill& fill) {
   if (const Status status = CheckBatch(bytes); status != Status::SUCCESS) return status;
   if (!inTransaction_) publisher_->AwaitRoom(Origin::kLocal);
-  const std::lock_guard<std::mutex> lock(writing_);
+  const std::lock_guard<SpinningMutex> lock(writing_);
   return transaction_ ? WriteToTransaction(bytes, fill) : writer_.Write(fill);
 }
 
@@ -254,7 +254,7 @@ SnapshotMaker Store::MakeSnapshots() {
 }
 
 Status Store::StartTransaction() {
-  const std::lock_guard<std::mutex> lock(writing_);
+  const std::lock_guard<SpinningMutex> lock(writing_);
   if (broken_) return RefuseBroken();
   if (transaction_) {
     __android_log_print(KORA_LOG_WARN, kLogTag, "store %s: a transaction is open already", id_.c_str());
@@ -268,7 +268,7 @@ Status Store::StartTransaction() {
 
 Status Store::Commit() {
   publisher_->AwaitRoom(Origin::kLocal);
-  const std::lock_guard<std::mutex> lock(writing_);
+  const std::lock_guard<SpinningMutex> lock(writing_);
   if (!transaction_) {
     __android_log_print(KORA_LOG_WARN, kLogTag, "store %s: no transaction to commit", id_.c_str());
     return Status::ERROR;
@@ -279,7 +279,7 @@ Status Store::Commit() {
 }
 
 Status Store::Rollback() {
-  const std::lock_guard<std::mutex> lock(writing_);
+  const std::lock_guard<SpinningMutex> lock(writing_);
   if (!transaction_) {
     __android_log_print(KORA_LOG_WARN, kLogTag, "store %s: no transaction to roll back", id_.c_str());
     return Status::ERROR;
@@ -297,22 +297,22 @@ void Store::EndTransaction() {
 }
 
 Status Store::Join() {
-  const std::lock_guard<std::mutex> lock(writing_);
+  const std::lock_guard<SpinningMutex> lock(writing_);
   return writer_.Join();
 }
 
 void Store::OnLogged(std::function<void()> hook) {
-  const std::lock_guard<std::mutex> lock(writing_);
+  const std::lock_guard<SpinningMutex> lock(writing_);
   writer_.OnLogged(std::move(hook));
 }
 
 Status Store::NextVersion(Version& version) {
-  const std::lock_guard<std::mutex> lock(writing_);
+  const std::lock_guard<SpinningMutex> lock(writing_);
   return engine_ ? writer_.NextVersion(version) : Status::STORE_NOT_OPEN;
 }
 
 Status Store::WriteBeneath(const std::function<Status(StoreWriter& writer)>& write) {
-  const std::lock_guard<std::mutex> lock(writing_);
+  const std::lock_guard<SpinningMutex> lock(writing_);
   outdated_ = transaction_ && !catalog_->Indexes().empty();
   return write(writer_);
 }
@@ -330,17 +330,17 @@ Status Store::RefreshTransaction() {
 }
 
 Status Store::WriteAside(const std::function<Status(Batch& batch)>& fill) {
-  const std::lock_guard<std::mutex> lock(writing_);
+  const std::lock_guard<SpinningMutex> lock(writing_);
   return writer_.WriteAside(fill);
 }
 
 void Store::FailEngine() {
-  const std::lock_guard<std::mutex> lock(writing_);
+  const std::lock_guard<SpinningMutex> lock(writing_);
   if (engine_) engine_->Fail();
 }
 
 void Store::Close() {
-  const std::lock_guard<std::mutex> lock(writing_);
+  const std::lock_guard<SpinningMutex> lock(writing_);
   if (!engine_) return;
   EndTransaction();
   readers_.DetachAll();

@@ -11,6 +11,7 @@
 
 #include "common/operation_gate.h"
 #include "common/rate_limiter.h"
+#include "common/spinning_mutex.h"
 #include "contract/blob.h"
 #include "contract/entry.h"
 #include "contract/status.h"
@@ -154,7 +155,7 @@ class Store : public std::enable_shared_from_this<Store> {
   StoredSyncSettings syncSettings_;
   const std::unique_ptr<Catalog> catalog_;  // does not change after Load
 
-  mutable std::mutex writing_;  // guards all below
+  mutable SpinningMutex writing_;  // guards all below
   StoreWriter writer_;
   std::unique_ptr<IndexedBatch> transaction_;
   size_t transactionBytes_ = 0;
