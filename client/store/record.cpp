@@ -12,6 +12,12 @@ namespace {
 constexpr size_t kVersionOffset = 1;
 constexpr size_t kDeviceOffset = kVersionOffset + sizeof(Version);
 
+std::string Join(Bytes space, Bytes key) {
+  std::string joined;
+  joined.reserve(space.size() + key.size());
+  return joined.append(space).append(key);
+}
+
 }  // namespace
 
 RecordHead EncodeRecordHead(Version version, uint32_t device) {
@@ -52,11 +58,11 @@ Blob ToBlob(Bytes bytes) {
 }
 
 std::string TombstoneKey(Bytes key) {
-  return std::string(kTombstoneSpace).append(key);
+  return Join(kTombstoneSpace, key);
 }
 
 std::string RecordKey(Bytes key) {
-  return std::string(kRecordSpace).append(key);
+  return Join(kRecordSpace, key);
 }
 
 }  // namespace KORA::DistributedKv::Client
