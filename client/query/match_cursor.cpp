@@ -5,12 +5,12 @@
 
 namespace KORA::DistributedKv::Client {
 
-MatchCursor::MatchCursor(const View& view, const Query& query, const Index* index, const KeyRange& range)
+MatchCursor::MatchCursor(const View& view, const Query& query, const Plan& plan, const KeyRange& range)
     : view_(view),
       query_(query),
-      index_(index),
+      plan_(plan),
       range_(range),
-      entries_(view.Entries(index == nullptr ? std::string(kRecordSpace) : index->Space())) {
+      entries_(view.Entries(plan.index == nullptr ? std::string(kRecordSpace) : plan.index->Space())) {
   Seek(range_.from);
 }
 
@@ -46,7 +46,7 @@ bool MatchCursor::InRange() const {
 
 // Whether the entry matches.
 bool MatchCursor::Load() {
-  if (index_ != nullptr) return LoadIndexed();
+  if (plan_.index != nullptr) return LoadIndexed();
   key_ = KeyOfRecord(entries_->Key());
   const std::optional<Record> record = ParseRecord(entries_->Value());
   if (!record) return Fail("a record is damaged");
@@ -55,7 +55,7 @@ bool MatchCursor::Load() {
 }
 
 bool MatchCursor::LoadIndexed() {
-  const std::optional<Bytes> key = index_->KeyOfRecordIn(entries_->Key());
+  const std::optional<Bytes> key = plan_.index->KeyOfRecordIn(entries_->Key());
   if (!key) return Fail("an index is damaged");
   key_ = *key;
   if (key_.substr(0, query_.prefix.size()) != query_.prefix) return false;
@@ -70,9 +70,9 @@ bool MatchCursor::LoadIndexed() {
 bool MatchCursor::Matches() {
   if (query_.writer && record_.device != *query_.writer) return false;
   document_.reset();
-  if (!query_.where && query_.order.empty()) return true;
+  if (plan_.exact && (plan_.ordered || query_.order.empty())) return true;
   document_ = ParseDocument(record_.value, parser_);
-  return !query_.where || (document_ && Client::Matches(*query_.where, *document_));
+  return plan_.exact || (document_ && Client::Matches(*query_.where, *document_));
 }
 
 bool MatchCursor::Fail(const char* reason) {

@@ -16,7 +16,8 @@ namespace KORA::DistributedKv::Client {
 // until the next move.
 class MatchCursor {
  public:
-  MatchCursor(const View& view, const Query& query, const Index* index, const KeyRange& range);
+  // `range` is one of the plan's.
+  MatchCursor(const View& view, const Query& query, const Plan& plan, const KeyRange& range);
 
   bool Valid() const { return valid_; }
   void Next();
@@ -27,7 +28,7 @@ class MatchCursor {
 
   Bytes Key() const { return key_; }
   Bytes Value() const { return record_.value; }
-  // Nothing: the value is no document.
+  // For a query with an order that its plan does not yield. Nothing: the value is no document.
   const std::optional<JsonObject>& Document() const { return document_; }
   // For a cursor that stays where it is: takes the document away, with the memory that a large one needs.
   void Rest() {
@@ -49,7 +50,7 @@ class MatchCursor {
 
   const View& view_;
   const Query& query_;
-  const Index* const index_;
+  const Plan& plan_;
   const KeyRange& range_;
   const std::unique_ptr<Cursor> entries_;
   JsonParser parser_;

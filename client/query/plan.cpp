@@ -10,12 +10,18 @@ namespace KORA::DistributedKv::Client {
 
 namespace {
 
-using Tests = std::vector<const Test*>;
-
 // The tests that every match meets.
+struct Tests {
+  std::vector<const Test*> all;
+  bool suffice = true;  // whether what meets them meets the whole condition
+};
+
 void CollectTests(const Condition& condition, Tests& tests) {
-  if (condition.kind == Condition::Kind::kTest) tests.push_back(&condition.test);
-  if (condition.kind == Condition::Kind::kOr) return;
+  if (condition.kind == Condition::Kind::kTest) tests.all.push_back(&condition.test);
+  if (condition.kind == Condition::Kind::kOr) {
+    tests.suffice = false;
+    return;
+  }
   for (const Condition& member : condition.members) CollectTests(member, tests);
 }
 
@@ -75,7 +81,7 @@ struct FieldForms {
 // Of several tests that fix the value one is enough: the others are tried on what it finds.
 FieldForms Narrow(const Field& field, const Tests& tests) {
   FieldForms result;
-  for (const Test* test : tests) {
+  for (const Test* test : tests.all) {
     if (test->field.path != field.path) continue;
     if (test->comparison == Operator::kIn) {
       result = {};
@@ -134,6 +140,8 @@ Candidate PlanOver(const Index& index, const Query& query, const Tests& tests) {
     if (!forms.exact) break;
     ++candidate.fixed;
   }
+  // Then there is one test for each of the fixed fields, which has fixed it.
+  candidate.plan.exact = tests.suffice && tests.all.size() == candidate.fixed;
   candidate.plan.ordered = ranges.size() == 1 && YieldsOrder(query, index.Fields(), candidate.fixed);
   return candidate;
 }
@@ -146,6 +154,7 @@ Plan MakePlan(const Query& query, const std::vector<Index>& indexes) {
   Candidate best;
   best.plan.ranges = {BeginningWith(RecordKey(query.prefix))};
   best.plan.ordered = query.order.empty();
+  best.plan.exact = !query.where;
   best.ranged = !query.prefix.empty();
   for (const Index& index : indexes) {
     Candidate candidate = PlanOver(index, query, tests);

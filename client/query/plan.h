@@ -19,6 +19,7 @@ struct Plan {
   const Index* index = nullptr;  // null: the records themselves
   std::vector<KeyRange> ranges;
   bool ordered = false;  // whether there is one range, which has the order that the query wants
+  bool exact = false;    // whether all that the ranges hold meets the query's condition
 };
 
 // The ranges hold all entries that match, and maybe others. Of several indexes it takes the one that narrows

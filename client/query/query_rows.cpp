@@ -27,7 +27,7 @@ class StreamedRows : public Rows {
  public:
   explicit StreamedRows(Source&& source)
       : source_(std::move(source)),
-        matches_(*source_.view, source_.query, source_.plan.index, source_.plan.ranges.front()),
+        matches_(*source_.view, source_.query, source_.plan, source_.plan.ranges.front()),
         left_(source_.query.limit) {
     for (uint64_t i = 0; i < source_.query.offset && matches_.Valid(); ++i) matches_.Next();
     matches_.Rest();
@@ -70,7 +70,7 @@ class SortedRows : public Rows {
 
   Status Sort() {
     for (const KeyRange& range : source_.plan.ranges) {
-      MatchCursor matches(*source_.view, source_.query, source_.plan.index, range);
+      MatchCursor matches(*source_.view, source_.query, source_.plan, range);
       for (; matches.Valid(); matches.Next()) Add(matches);
       if (const Status status = matches.Result(); status != Status::SUCCESS) return status;
     }
