@@ -1,5 +1,7 @@
 package kora.data.distributed.common;
 
+import kora.data.distributed.internal.Results;
+
 /** The one exception of this library: says by a code why an operation failed. */
 public class KvStoreException extends RuntimeException {
   private static final long serialVersionUID = 1L;
@@ -16,6 +18,15 @@ public class KvStoreException extends RuntimeException {
   public KvStoreException(KvStoreErrorCode errorCode, String message) {
     super(message == null || message.isEmpty() ? errorCode.getDescription() : message);
     this.errorCode = errorCode;
+    if (errorCode != KvStoreErrorCode.KEY_NOT_FOUND && Results.isFinding()) {
+      fillInStackTrace();
+    }
+  }
+
+  /** Puts off, until the code is known, what takes longest when a key is looked for that is absent. */
+  @Override
+  public synchronized Throwable fillInStackTrace() {
+    return errorCode == null && Results.isFinding() ? this : super.fillInStackTrace();
   }
 
   /**

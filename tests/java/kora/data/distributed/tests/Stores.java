@@ -2,6 +2,7 @@ package kora.data.distributed.tests;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 
 import java.util.function.Supplier;
@@ -18,6 +19,7 @@ final class Stores {
     KvStoreException failure = assertThrows(KvStoreException.class, call);
     assertEquals(code, failure.getErrorCode(), failure.toString());
     assertFalse(failure.getMessage().isBlank());
+    assertNotEquals(0, failure.getStackTrace().length, failure.toString());
     return failure;
   }
 
