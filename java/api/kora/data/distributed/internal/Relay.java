@@ -10,8 +10,8 @@ import java.util.function.Consumer;
 public abstract class Relay<T> {
   private static final AtomicInteger SERVICE_LIVES = new AtomicInteger();
 
-  private final int serviceLife = SERVICE_LIVES.get();
   private final boolean endsWithService;
+  private volatile int serviceLife = SERVICE_LIVES.get();
   private volatile T target;
 
   /**
@@ -33,6 +33,11 @@ public abstract class Relay<T> {
     }
     Callbacks.run(() -> call.accept(listener));
     return true;
+  }
+
+  /** Belongs to the service as it lives now. */
+  final void begin() {
+    serviceLife = SERVICE_LIVES.get();
   }
 
   final void cut() {

@@ -46,7 +46,7 @@ public final class Relays<L, R extends Relay<L>> {
     try {
       // Whoever unregisters a relay waits until it is registered.
       synchronized (relay) {
-        register.accept(relay);
+        register(relay, register, unregister);
       }
     } catch (Throwable failure) {
       relays.remove(listener, relay);
@@ -55,9 +55,24 @@ public final class Relays<L, R extends Relay<L>> {
     }
     return () -> {
       if (relays.remove(listener, relay)) {
-        unregisterIfOpen(relay, unregister);
+        unregisterIfKnown(relay, unregister);
       }
     };
+  }
+
+  /** Again if the service dies meanwhile: native code may have dropped the relay with it, or taken it afterwards. */
+  private void register(R relay, Consumer<R> register, Consumer<R> unregister) {
+    relay.begin();
+    register.accept(relay);
+    while (relay.hasEnded()) {
+      try {
+        unregister.accept(relay);
+      } catch (KvStoreException dropped) {
+        // So there is nothing to take back.
+      }
+      relay.begin();
+      register.accept(relay);
+    }
   }
 
   /**
@@ -106,11 +121,13 @@ public final class Relays<L, R extends Relay<L>> {
     }
   }
 
-  private void unregisterIfOpen(R relay, Consumer<R> unregister) {
+  /** Native code has dropped its side when the store has closed or failed, or the service has ended. */
+  private void unregisterIfKnown(R relay, Consumer<R> unregister) {
     try {
       unregister(relay, unregister);
     } catch (KvStoreException refused) {
-      if (refused.getErrorCode() != KvStoreErrorCode.STORE_NOT_OPEN) {
+      KvStoreErrorCode code = refused.getErrorCode();
+      if (code != KvStoreErrorCode.STORE_NOT_OPEN && code != KvStoreErrorCode.DB_ERROR && !relay.hasEnded()) {
         throw refused;
       }
     }

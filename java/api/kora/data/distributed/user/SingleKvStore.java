@@ -186,8 +186,7 @@ public interface SingleKvStore extends KvStore, KvReader, KvWriter {
    * that never was, and for this device's own records, it is a deletion of these records like any other: in a
    * transaction it is part of it, and other devices delete them too.
    *
-   * @param deviceId the identifier of the device; that of this device removes what was written here, and an empty
-   *     one what was written on every other device
+   * @param deviceId the identifier of the device; that of this device removes what was written here; not empty
    * @throws KvStoreException INVALID_ARGUMENT, STORE_NOT_OPEN, READ_ONLY, EXCEED_MAX_ACCESS_RATE, DB_ERROR
    */
   void removeDeviceData(String deviceId);

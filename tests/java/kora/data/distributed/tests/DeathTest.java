@@ -20,6 +20,7 @@ import kora.data.distributed.common.KvStoreErrorCode;
 import kora.data.distributed.common.KvStoreObserver;
 import kora.data.distributed.common.KvStoreResultSet;
 import kora.data.distributed.common.SubscribeType;
+import kora.data.distributed.common.Subscription;
 import kora.data.distributed.common.Value;
 import kora.data.distributed.user.KvStoreSnapshot;
 import kora.data.distributed.user.MultiKvStore;
@@ -69,6 +70,8 @@ class DeathTest extends WithManager {
     folder("single");
     manager.registerDeathRecipient(() -> deaths.add("died"));
     SingleKvStore single = manager.openSingle("single");
+    List<Subscription> subscriptions = List.of(single.subscribe(SubscribeType.ALL, change -> {}),
+        manager.openSingle("healthy").subscribe(SubscribeType.ALL, change -> {}));
     single.putBatch(List.of(new Entry("a", Value.ofInt(1)), new Entry("b", Value.ofInt(2))));
     KvStoreResultSet resultSet = single.getResultSet("");
     Iterator<Entry> entries = resultSet.iterator();
@@ -82,6 +85,9 @@ class DeathTest extends WithManager {
     Stores.assertFails(KvStoreErrorCode.DB_ERROR, entries::next);
     Stores.assertFails(KvStoreErrorCode.DB_ERROR, () -> resultSet.stream().forEach(entry -> {}));
     Stores.assertFails(KvStoreErrorCode.DB_ERROR, () -> snapshot.find("a"));
+    for (Subscription subscription : subscriptions) {
+      subscription.close();
+    }
     resultSet.close();
     snapshot.close();
     single.close();
