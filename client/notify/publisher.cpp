@@ -11,6 +11,9 @@ namespace KORA::DistributedKv::Client {
 
 namespace {
 
+// A change in pieces counts as so many entries while it waits: it holds a snapshot of the engine.
+constexpr size_t kPiecesShare = kMaxWaitingEntries / 16;
+
 bool IsKnown(SubscribeType type) {
   return type == SubscribeType::LOCAL || type == SubscribeType::REMOTE || type == SubscribeType::ALL;
 }
@@ -97,8 +100,13 @@ void Publisher::Publish(Change&& change, const std::function<SnapshotMaker()>& s
 
 void Publisher::Publish(Pieces pieces, const std::function<SnapshotMaker()>& snapshots) noexcept {
   EnqueueWhatIsMade([&] {
-    return Waiting{
-        0, 0, 0, Origin::kLocal, std::nullopt, std::move(pieces), snapshots ? snapshots() : nullptr};
+    return Waiting{0,
+                   kPiecesShare,
+                   0,
+                   Origin::kLocal,
+                   std::nullopt,
+                   std::move(pieces),
+                   snapshots ? snapshots() : nullptr};
   });
 }
 
@@ -124,12 +132,16 @@ void Publisher::Enqueue(Waiting&& change) {
   constexpr auto kWarningInterval = std::chrono::seconds(1);
   if (std::chrono::steady_clock::now() - warned_ >= kWarningInterval) WarnOfLost();
   change.number = nextNumber_++;
-  waitingEntries_ += change.entries;
-  waitingBytes_ += change.bytes;
+  Count(change);
   waiting_.push_back(std::move(change));
   if (scheduled_) return;
   CallbackQueue::Instance().Schedule(shared_from_this());
   scheduled_ = true;
+}
+
+void Publisher::Count(const Waiting& change) {
+  waitingEntries_ += change.entries;
+  waitingBytes_ += change.bytes;
 }
 
 Publisher::Waiting Publisher::TakeOldest() {
@@ -194,7 +206,10 @@ bool Publisher::DeliverOne(const Invoker& invoke) {
   }
 
   lock.lock();
-  if (more) waiting_.push_front(std::move(*oldest));
+  if (more) {
+    Count(*oldest);
+    waiting_.push_front(std::move(*oldest));
+  }
   stuck_ = false;
   roomMade_.notify_all();
   if (waiting_.empty()) WarnOfLost();

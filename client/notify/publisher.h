@@ -95,6 +95,7 @@ class Publisher : public CallbackSource,
   bool IsFull() const { return waitingEntries_ >= kMaxWaitingEntries || waitingBytes_ >= kMaxWaitingBytes; }
   ChangeNotification Describe(Change&& change) const;
   void Enqueue(Waiting&& change);
+  void Count(const Waiting& change);
   template <typename Make>
   void EnqueueWhatIsMade(Make make) noexcept;
   bool MakePiece(Waiting& change) const noexcept;
