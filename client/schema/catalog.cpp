@@ -70,14 +70,15 @@ Status WriteState(Engine& engine, uint16_t number, char state, const std::string
                      [&](Batch& batch) { batch.Put(StateKey(number), Bytes(&state, 1), description); });
 }
 
-// Shows `visit` the key and the value of each record, until it answers a failure.
+// Shows `visit` the key and the value of each record, until it answers a failure. The engine has checked what
+// it reads, so a record that makes no sense is none of damage.
 template <typename Visit>
 Status VisitRecords(const Engine& engine, Visit visit) {
   const std::unique_ptr<Cursor> cursor = engine.Entries(kRecordSpace);
   for (; cursor->Valid(); cursor->Next()) {
     const std::optional<Record> record = ParseRecord(cursor->Value());
     const Status status =
-        record ? visit(KeyOfRecord(cursor->Key()), record->value) : EntryIsDamaged("a record");
+        record ? visit(KeyOfRecord(cursor->Key()), record->value) : EntryIsOfAnotherVersion("a record");
     if (status != Status::SUCCESS) return status;
   }
   return cursor->Result();
