@@ -15,7 +15,7 @@ Status RemoveDeviceData(Store& store, const std::string& device) {
   DeviceInfo self;
   if (const Status status = FindLocalDevice(self); status != Status::SUCCESS) return status;
   if (device == self.deviceId) return store.RemoveDeviceData(device);
-  if (!store.HasJoined()) return device.empty() ? Status::SUCCESS : store.RemoveDeviceData(device);
+  if (!store.HasJoined()) return store.RemoveDeviceData(device);
   if (Service* service = Service::Running()) return service->RemoveDeviceData(store, device);
   return ForgetDevice(store.shared_from_this(), self.deviceId, device);
 }

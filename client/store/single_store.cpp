@@ -130,6 +130,7 @@ Status SingleStore::UnRegisterSyncCallback() {
 
 Status SingleStore::RemoveDeviceData(const std::string& deviceId, int32_t flags) {
   if (flags != 0) return Refuse("to remove a device's data with unknown flags; 0 is the only one");
+  if (deviceId.empty()) return Refuse("to remove the data of a device without an identifier");
   return lease_->Access([&](Store& store) { return Cluster::RemoveDeviceData(store, deviceId); });
 }
 

@@ -226,7 +226,7 @@ Status StoreReplica::Tombstones(Version before, const std::string& after, size_t
     Status status = Status::SUCCESS;
     for (; status == Status::SUCCESS && held.size() < limit && cursor->Valid(); cursor->Next()) {
       status = AddHeld(*cursor, true, held);
-      if (held.back().stamp.version >= before) held.pop_back();
+      if (status == Status::SUCCESS && held.back().stamp.version >= before) held.pop_back();
     }
     return status == Status::SUCCESS ? cursor->Result() : status;
   });
@@ -320,10 +320,7 @@ Status StoreReplica::Merge(const Sync::Group& group) {
 
 Status StoreReplica::Forget(const std::string& device, const std::string& state) {
   return Call([&](Store& store) {
-    const std::optional<uint32_t> number = devices_.Find(device);
-    const auto isMeant = [number, others = device.empty()](uint32_t writer) {
-      return others ? writer != kThisDevice : writer == number;
-    };
+    const auto isMeant = [number = devices_.Find(device)](uint32_t writer) { return writer == number; };
     store.Observers().AwaitRoom(Origin::kLocal);
     const Status status = store.WriteBeneath([&](StoreWriter& writer) {
       const bool heard = store.Observers().HasListeners(Origin::kLocal);

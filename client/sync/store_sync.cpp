@@ -134,10 +134,8 @@ void StoreSync::Sync(const std::vector<std::string>& devices, SyncMode mode, Mom
 Status ForgetDevice(Replica& replica, SyncState& state, const std::string& self, const std::string& device) {
   if (device == self) return Status::INVALID_ARGUMENT;
   SyncState next = state;
-  for (auto& [known, peer] : next.peers) {
-    const bool meant = device.empty() ? known != self : known == device;
-    if (meant) peer.removed = peer.newest;
-  }
+  const auto peer = next.peers.find(device);
+  if (peer != next.peers.end()) peer->second.removed = peer->second.newest;
   const Status status = replica.Forget(device, Encode(next));
   if (status == Status::SUCCESS) state = std::move(next);
   return status;

@@ -131,7 +131,7 @@ int PrintReadOnly() {
                              g_store->Delete(Text("k")),
                              g_store->DeleteBatch({}),
                              g_store->StartTransaction(),
-                             g_store->RemoveDeviceData("", 0),
+                             g_store->RemoveDeviceData("device", 0),
                              g_store->Get(Text("k"), value)};
   for (const Status status : statuses) std::printf(" %d", static_cast<int>(status));
   std::printf(" %s\n", value.ToString().c_str());

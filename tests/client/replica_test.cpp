@@ -319,7 +319,7 @@ TEST_F(ReplicaTest, ForgettingADeviceLeavesNoTrace) {
   EXPECT_EQ(replica_->Forget("nobody", "1"), Status::SUCCESS);
   EXPECT_EQ(replica_->Forget("x", "2"), Status::SUCCESS);
   EXPECT_EQ(Held(), "a=1@self d=4@y ");
-  EXPECT_EQ(replica_->Forget("", "3"), Status::SUCCESS);
+  EXPECT_EQ(replica_->Forget("y", "3"), Status::SUCCESS);
   EXPECT_EQ(Held(), "a=1@self ");
   EXPECT_EQ(replica_->LogEnd(), end);
   EXPECT_EQ(observer->Await(2), (std::vector<std::string>{"-b=2", "-d=4"}));

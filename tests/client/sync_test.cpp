@@ -78,7 +78,7 @@ TEST_F(Sync, EndsWithAFailureWhereTheStoreHasFailedOrMayOnlyBeRead) {
     EXPECT_EQ(callback->Await(1), (std::vector<Results>{{{"a", status}}}));
     EXPECT_EQ(Client::Cluster::FindSyncReasons("app", "store").at("a"),
               readOnly ? "the store may only be read" : "the store has failed");
-    EXPECT_EQ(store.RemoveDeviceData("", 0), status);
+    EXPECT_EQ(store.RemoveDeviceData("remote", 0), status);
   }
 }
 
@@ -188,6 +188,7 @@ TEST_F(DeviceData, IsRemovedForTheOneDeviceAndObserversAreTold) {
   const auto observer = std::make_shared<RecordingObserver>();
   store->SubscribeKvStore(SubscribeType::ALL, observer);
   EXPECT_EQ(store->RemoveDeviceData("remote", 1), Status::INVALID_ARGUMENT);
+  EXPECT_EQ(store->RemoveDeviceData("", 0), Status::INVALID_ARGUMENT);
   EXPECT_EQ(store->RemoveDeviceData("unknown", 0), Status::SUCCESS);
   EXPECT_EQ(List(*store).size(), 4U);
   Put(*store, "r1", "mine now");

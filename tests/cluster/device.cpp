@@ -221,10 +221,7 @@ class Device {
              [this] { manager_.RegisterKvStoreServiceDeathRecipient(std::make_shared<Recipient>()); });
        }},
       {"labels", [this](const Words& words) { return Label(words); }},
-      {"remove",
-       [this](const Words& words) {
-         return Number(store_->RemoveDeviceData(words.size() > 1 ? words[1] : "", 0));
-       }},
+      {"remove", [this](const Words& words) { return Number(store_->RemoveDeviceData(words.at(1), 0)); }},
       {"devices", [this](const Words& words) { return Devices(words); }},
       {"id", [this](const Words&) { return Identify(); }},
       {"libraries", [](const Words&) { return CountLibraries(); }},

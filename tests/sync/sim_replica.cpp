@@ -96,9 +96,7 @@ Status SimReplica::Merge(const Group& group) {
 
 Status SimReplica::Forget(const std::string& device, const std::string& state) {
   for (auto record = data_.records.begin(); record != data_.records.end();) {
-    const std::string& writer = record->second.stamp.device;
-    const bool meant = device.empty() ? writer != device_ : writer == device;
-    record = meant ? data_.records.erase(record) : std::next(record);
+    record = record->second.stamp.device == device ? data_.records.erase(record) : std::next(record);
   }
   data_.state = state;
   return Status::SUCCESS;

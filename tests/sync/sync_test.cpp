@@ -380,7 +380,7 @@ TEST_F(SyncTest, RemovedDataComesBackOnlyWhenItsDeviceWritesAgain) {
   one.Write({{"c", "mine"}});
   Run(1000);
   EXPECT_EQ(one.sync.RemoveDeviceData("one"), Status::INVALID_ARGUMENT);
-  EXPECT_EQ(one.sync.RemoveDeviceData(""), Status::SUCCESS);
+  EXPECT_EQ(one.sync.RemoveDeviceData("two"), Status::SUCCESS);
   EXPECT_EQ(one.Get("a") + one.Get("b") + one.Get("c"), "--mine");
   hub_.Compact(hub_.Newest());
   one.line.SetUp(false);
