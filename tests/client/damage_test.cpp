@@ -182,9 +182,7 @@ TEST_F(Damage, OfWhatAStoreKeepsAboutItselfIsToldFromWhatAnotherVersionWrote) {
       SCOPED_TRACE(key + value + (backed_up ? " backed up" : ""));
       Fill(WithBackup());
       auto engine = OpenRaw(Folder("store"), false, backed_up ? Backups() : fs::path());
-      const auto batch = engine->NewBatch();
-      batch->Put(key, value, {});
-      EXPECT_EQ(batch->Commit(), Status::SUCCESS);
+      PutRaw(*engine, key, value);
       engine->StartBackups();
       engine.reset();
       const bool recovered = damaged && !backed_up;

@@ -133,9 +133,7 @@ TEST_F(ResultSets, AreReadWhileTheStoreCloses) {
 
 TEST_F(ResultSets, SayThatARecordIsDamaged) {
   auto engine = OpenRaw(Folder("plain"));
-  const std::unique_ptr<Client::Batch> batch = engine->NewBatch();
-  batch->Put(Client::RecordKey("damaged"), "?", {});
-  ASSERT_EQ(batch->Commit(), Status::SUCCESS);
+  PutRaw(*engine, Client::RecordKey("damaged"), "?");
   const auto store =
       std::make_shared<Client::Store>("plain", Client::StoreTraits(), std::move(engine), "device");
   ASSERT_EQ(store->Load(), Status::SUCCESS);

@@ -72,6 +72,12 @@ inline std::unique_ptr<Client::Engine> OpenRaw(const std::filesystem::path& fold
   return engine;
 }
 
+inline void PutRaw(Client::Engine& engine, Client::Bytes key, Client::Bytes value) {
+  const std::unique_ptr<Client::Batch> batch = engine.NewBatch();
+  batch->Put(key, value, {});
+  EXPECT_EQ(batch->Commit(), Status::SUCCESS);
+}
+
 // Each test is an application of its own.
 class ClientTest : public testing::Test {
  protected:

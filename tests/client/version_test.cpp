@@ -55,21 +55,13 @@ class Versions : public testing::Test {
     return version;
   }
 
-  // What a run of the store writes, by another clock than this run's: milliseconds and a bound.
-  void LeaveBound(Version bound) const {
-    const auto engine = OpenRaw(folder_);
-    const auto batch = engine->NewBatch();
-    const VersionBytes bytes = EncodeVersion(bound);
-    batch->Put(kClockKey, {bytes.data(), bytes.size()}, {});
-    ASSERT_EQ(batch->Commit(), Status::SUCCESS);
-  }
-
   const std::filesystem::path folder_;
 };
 
 TEST_F(Versions, GrowOverRestartsThoughTheClockIsSetBack) {
   const Version tomorrow = (SystemMilliseconds() + 86'400'000) << 16;
-  LeaveBound(tomorrow);
+  const VersionBytes left = EncodeVersion(tomorrow);
+  PutRaw(*OpenRaw(folder_), kClockKey, {left.data(), left.size()});
   Version last = tomorrow;
   for (int run = 0; run < 3; ++run) {
     Store store("s", {}, OpenRaw(folder_), "device");
@@ -92,12 +84,7 @@ TEST_F(Versions, GrowOverRestartsThoughTheClockIsSetBack) {
 }
 
 TEST_F(Versions, ADamagedRecordIsAnErrorNotAValue) {
-  {
-    const auto engine = OpenRaw(folder_);
-    const auto batch = engine->NewBatch();
-    batch->Put("dk", "short", {});
-    ASSERT_EQ(batch->Commit(), Status::SUCCESS);
-  }
+  PutRaw(*OpenRaw(folder_), "dk", "short");
   Store store("s", {}, OpenRaw(folder_), "device");
   ASSERT_EQ(store.Load(), Status::SUCCESS);
   Value value;
