@@ -5,18 +5,6 @@
 
 namespace KORA::DistributedKv::Model {
 
-DocumentCheck::DocumentCheck(DistributedKvDataManager& manager, const Options& options)
-    : manager_(manager), options_(options) {
-  Open();
-}
-
-void DocumentCheck::Open() {
-  manager_.GetSingleKvStore(
-      options_, {"model"}, {"documents"},
-      [this](Status, std::unique_ptr<SingleKvStore> store) { store_ = std::move(store); });
-  Expect("GetSingleKvStore", store_ != nullptr, true);
-}
-
 void DocumentCheck::Step(Chance& chance) {
   const uint32_t kind = chance.Below(100);
   if (kind < 45) {
@@ -33,8 +21,7 @@ void DocumentCheck::Step(Chance& chance) {
 }
 
 void DocumentCheck::Reopen(Chance& chance) {
-  store_.reset();
-  model_.Rollback();
+  Close();
   Open();
   Query(chance);
 }

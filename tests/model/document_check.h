@@ -4,19 +4,19 @@
 #include <memory>
 #include <string>
 
-#include "contract/distributed_kv_data_manager.h"
-#include "model.h"
+#include "checked.h"
 
 namespace KORA::DistributedKv::Model {
 
-class DocumentCheck {
+class DocumentCheck : public Checked<SingleKvStore> {
  public:
   // With a schema or without, as `options` have it: kSchema or none.
   static constexpr const char* kSchema =
       R"({"fields":[{"field":"n","type":"int"},{"field":"s","type":"string"}],)"
       R"("indexes":["n",["s","n"]]})";
 
-  DocumentCheck(DistributedKvDataManager& manager, const Options& options);
+  DocumentCheck(DistributedKvDataManager& manager, const Options& options)
+      : Checked(manager, options, "documents") {}
 
   // One random operation.
   void Step(Chance& chance);
@@ -24,15 +24,9 @@ class DocumentCheck {
   void Reopen(Chance& chance);
 
  private:
-  void Open();
   void PutDocument(Chance& chance);
   void Query(Chance& chance) const;
   void Walk(const std::string& query, const Rows& expected, Chance& chance) const;
-
-  DistributedKvDataManager& manager_;
-  const Options options_;
-  std::unique_ptr<SingleKvStore> store_;
-  StoreModel model_;
 };
 
 }  // namespace KORA::DistributedKv::Model

@@ -10,17 +10,6 @@ constexpr size_t kMaxSnapshots = 6;
 
 }  // namespace
 
-MultiCheck::MultiCheck(DistributedKvDataManager& manager, const Options& options)
-    : manager_(manager), options_(options) {
-  Open();
-}
-
-void MultiCheck::Open() {
-  manager_.GetKvStore(options_, {"model"}, {"multi"},
-                      [this](Status, std::unique_ptr<KvStore> store) { store_ = std::move(store); });
-  Expect("GetKvStore", store_ != nullptr, true);
-}
-
 void MultiCheck::Step(Chance& chance) {
   const uint32_t kind = chance.Below(1000);
   if (kind < 600) {
@@ -38,8 +27,7 @@ void MultiCheck::Step(Chance& chance) {
 }
 
 void MultiCheck::Reopen(Chance& chance) {
-  store_.reset();
-  model_.Rollback();
+  Close();
   for (const Snapshot& held : snapshots_) {
     Value value;
     Expect("Get, closed", held.snapshot->Get(ToBlob(chance.Key()), value), Status::STORE_NOT_OPEN);
@@ -77,13 +65,7 @@ void MultiCheck::Read(const Snapshot& snapshot, Chance& chance) {
     ReadAll(snapshot, chance.Prefix());
     return;
   }
-  const std::string key = chance.Key();
-  Value value;
-  const Status status = snapshot.snapshot->Get(ToBlob(key), value);
-  const auto found = snapshot.model.Now().find(key);
-  const bool there = found != snapshot.model.Now().end();
-  Expect("Get", status, there ? Status::SUCCESS : Status::KEY_NOT_FOUND);
-  if (there) Expect("Get", value.ToString(), found->second);
+  CheckGet(*snapshot.snapshot, snapshot.model, chance.Key());
 }
 
 void MultiCheck::ReadAll(const Snapshot& snapshot, const std::string& prefix) {

@@ -4,14 +4,14 @@
 #include <memory>
 #include <vector>
 
-#include "contract/distributed_kv_data_manager.h"
-#include "model.h"
+#include "checked.h"
 
 namespace KORA::DistributedKv::Model {
 
-class MultiCheck {
+class MultiCheck : public Checked<KvStore> {
  public:
-  MultiCheck(DistributedKvDataManager& manager, const Options& options);
+  MultiCheck(DistributedKvDataManager& manager, const Options& options)
+      : Checked(manager, options, "multi") {}
 
   // One random operation.
   void Step(Chance& chance);
@@ -24,16 +24,11 @@ class MultiCheck {
     StoreModel model;
   };
 
-  void Open();
   Snapshot Take() const;
   void Keep(Chance& chance);
   static void Read(const Snapshot& snapshot, Chance& chance);
   static void ReadAll(const Snapshot& snapshot, const std::string& prefix);
 
-  DistributedKvDataManager& manager_;
-  const Options options_;
-  std::unique_ptr<KvStore> store_;
-  StoreModel model_;
   std::vector<Snapshot> snapshots_;
 };
 

@@ -13,24 +13,12 @@ constexpr size_t kMaxCursors = 6;
 
 }  // namespace
 
-SingleCheck::SingleCheck(DistributedKvDataManager& manager, const Options& options)
-    : manager_(manager), options_(options) {
-  Open();
-}
-
-void SingleCheck::Open() {
-  manager_.GetSingleKvStore(
-      options_, {"model"}, {"single"},
-      [this](Status, std::unique_ptr<SingleKvStore> store) { store_ = std::move(store); });
-  Expect("GetSingleKvStore", store_ != nullptr, true);
-}
-
 void SingleCheck::Step(Chance& chance) {
   const uint32_t kind = chance.Below(100);
   if (kind < 40) {
     Write(*store_, model_, chance);
   } else if (kind < 55) {
-    Get(chance);
+    CheckGet(*store_, model_, chance.Key());
   } else if (kind < 58) {
     List(chance);
   } else if (kind < 60 || cursors_.empty()) {
@@ -41,8 +29,7 @@ void SingleCheck::Step(Chance& chance) {
 }
 
 void SingleCheck::Reopen(Chance& chance) {
-  store_.reset();
-  model_.Rollback();
+  Close();
   for (const Cursor& cursor : cursors_) {
     Entry entry;
     Expect("GetEntry, closed", cursor.resultSet->GetEntry(entry), Status::STORE_NOT_OPEN);
@@ -55,16 +42,6 @@ void SingleCheck::Reopen(Chance& chance) {
   std::vector<Entry> entries;
   Expect("GetEntries", store_->GetEntries(Blob(), entries), Status::SUCCESS);
   Expect("GetEntries, reopened", ToRows(entries), model_.WithPrefix(""));
-}
-
-void SingleCheck::Get(Chance& chance) const {
-  const std::string key = chance.Key();
-  Value value;
-  const Status status = store_->Get(ToBlob(key), value);
-  const auto found = model_.Now().find(key);
-  const bool there = found != model_.Now().end();
-  Expect("Get", status, there ? Status::SUCCESS : Status::KEY_NOT_FOUND);
-  if (there) Expect("Get", value.ToString(), found->second);
 }
 
 void SingleCheck::List(Chance& chance) const {

@@ -5,14 +5,14 @@
 #include <string>
 #include <vector>
 
-#include "contract/distributed_kv_data_manager.h"
-#include "model.h"
+#include "checked.h"
 
 namespace KORA::DistributedKv::Model {
 
-class SingleCheck {
+class SingleCheck : public Checked<SingleKvStore> {
  public:
-  SingleCheck(DistributedKvDataManager& manager, const Options& options);
+  SingleCheck(DistributedKvDataManager& manager, const Options& options)
+      : Checked(manager, options, "single") {}
 
   // One random operation.
   void Step(Chance& chance);
@@ -27,18 +27,12 @@ class SingleCheck {
     int64_t position = -1;
   };
 
-  void Open();
-  void Get(Chance& chance) const;
   void List(Chance& chance) const;
   void OpenCursor(Chance& chance);
   static void Move(Cursor& cursor, Chance& chance);
   static bool MoveAtRandom(Cursor& cursor, Chance& chance);
   static void CheckPosition(const Cursor& cursor);
 
-  DistributedKvDataManager& manager_;
-  const Options options_;
-  std::unique_ptr<SingleKvStore> store_;
-  StoreModel model_;
   std::vector<Cursor> cursors_;
 };
 
