@@ -79,18 +79,17 @@ rocksdb::Status RocksBackups::Open() {
   return status;
 }
 
-Status RocksBackups::Create(rocksdb::DB& database) {
+rocksdb::Status RocksBackups::Create(rocksdb::DB& database) {
   rocksdb::Status status = Open();
-  if (!status.ok()) return Failed(status, "opening backups", folder_);
+  if (!status.ok()) return status;
   const std::string state = StateOf(database);
   std::vector<rocksdb::BackupInfo> made;
   engine_->GetBackupInfo(&made);
-  if (!made.empty() && made.back().app_metadata == state) return Status::SUCCESS;
+  if (!made.empty() && made.back().app_metadata == state) return status;
   rocksdb::CreateBackupOptions options;
   options.flush_before_backup = true;
   status = engine_->CreateNewBackupWithMetadata(options, &database, state);
-  if (status.ok()) status = engine_->PurgeOldBackups(kKeptBackups);
-  return status.ok() ? Status::SUCCESS : Failed(status, "backing up to", folder_);
+  return status.ok() ? engine_->PurgeOldBackups(kKeptBackups) : status;
 }
 
 bool HasBackups(const std::filesystem::path& folder) {

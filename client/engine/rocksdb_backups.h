@@ -18,9 +18,8 @@ class RocksBackups {
  public:
   explicit RocksBackups(const BackupPlace& place);
 
-  // Makes a backup of the database's present state, unless the newest one has that very state. SUCCESS or
-  // DB_ERROR.
-  Status Create(rocksdb::DB& database);
+  // Makes a backup of the database's present state, unless the newest one has that very state.
+  rocksdb::Status Create(rocksdb::DB& database);
 
   rocksdb::Status Open();
   // Once it is open.

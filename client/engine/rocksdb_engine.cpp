@@ -286,11 +286,11 @@ class RocksEngine : public Engine {
       // What is in tables need not be read from the log again, and a seal can tell whether all of it is
       // there.
       database_->Answer((*database_)->Flush({}), "closing");
-      if (backs_up) Backup();
     }
+    if (backs_up) Backup();
     const bool closed = database_->Answer((*database_)->Close(), "closing") == Status::SUCCESS;
     database_->opened.reset();
-    if (closed && MayWrite()) Seal();
+    if (closed && MayWrite() && database_->health->Sound()) Seal();
   }
 
   Status Get(Bytes key, const Visitor& visit) const override { return Read(Newest(), key, visit); }
@@ -317,7 +317,7 @@ class RocksEngine : public Engine {
 
   Status Sync() override {
     if (database_->readOnly) return Status::SUCCESS;
-    if (!database_->health->Sound()) return Status::DB_ERROR;
+    if (database_->health->Dead()) return Status::DB_ERROR;
     return database_->Answer((*database_)->FlushWAL(true), "synchronising with the disk");
   }
 
@@ -327,23 +327,29 @@ class RocksEngine : public Engine {
   void StartBackups() override {
     if (!backups_) return;
     backupTimer_ =
-        std::make_unique<Periodic>(backupInterval_, [this] { Guard([this] { return Backup(); }); });
+        std::make_unique<Periodic>(backupInterval_, [this] { Guard([this] { Backup(); }); });
   }
 
  private:
   RocksState Newest() const { return {*database_, nullptr, nullptr}; }
 
-  // On one thread at a time: that of the timer or, when it has ended, the one that ends the engine.
-  Status Backup() {
-    if (!database_->health->Sound()) return Status::DB_ERROR;
+  // On one thread at a time: that of the timer or, when it has ended, the one that ends the engine. Also of a
+  // database that is damaged: tables that earlier backups have are not read again, and one that is not as it
+  // was written is not taken. So such a backup is whole, and has what was written since the damage.
+  void Backup() {
     const uint64_t sequence = (*database_)->GetLatestSequenceNumber();
-    if (backedUp_ == sequence) return Status::SUCCESS;
-    const Status status = backups_->Create(*database_->opened);
-    if (status == Status::SUCCESS) backedUp_ = sequence;
-    return status;
+    if (backedUp_ == sequence) return;
+    const rocksdb::Status status = database_->health->Dead() ? rocksdb::Status::Aborted("it has failed")
+                                                             : backups_->Create(*database_->opened);
+    if (status.ok()) {
+      backedUp_ = sequence;
+      return;
+    }
+    __android_log_print(KORA_LOG_ERROR, kLogTag, "%s is not backed up: %s", database_->folder.c_str(),
+                        status.ToString().c_str());
   }
 
-  bool MayWrite() const { return !database_->readOnly && database_->health->Sound(); }
+  bool MayWrite() const { return !database_->readOnly && !database_->health->Dead(); }
 
   void Seal() const {
     if (const std::error_code error = WriteSeal(database_->folder)) {

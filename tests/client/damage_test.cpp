@@ -220,9 +220,12 @@ TEST_F(Damage, FoundWhileReadingIsRecoveredNextTime) {
     if (store != nullptr) {
       std::vector<Entry> entries;
       EXPECT_EQ(store->GetEntries(B(""), entries), Status::DB_ERROR);
+      EXPECT_EQ(Put(*store, "key0", "later"), Status::SUCCESS);
     }
   }
-  ExpectFilled(*Open("store", WithBackup()));
+  const auto recovered = Open("store", WithBackup());
+  EXPECT_EQ(List(*recovered).size(), 40U);
+  EXPECT_EQ(Get(*recovered, "key0"), "later");
 }
 
 TEST_F(Damage, FoundWhileReadingLeavesTheRestToWhoAsksForNoBackup) {
