@@ -21,6 +21,8 @@ class RocksBackups {
   // Makes a backup of the database's present state, unless the newest one has that very state.
   rocksdb::Status Create(rocksdb::DB& database);
 
+  bool Any() const { return HasBackups(folder_); }
+
   rocksdb::Status Open();
   // Once it is open.
   rocksdb::BackupEngine* operator->() const { return engine_.get(); }

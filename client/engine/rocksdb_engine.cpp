@@ -347,6 +347,14 @@ class RocksEngine : public Engine {
     }
     __android_log_print(KORA_LOG_ERROR, kLogTag, "%s is not backed up: %s", database_->folder.c_str(),
                         status.ToString().c_str());
+    if (status.IsCorruption()) NoteDamage();
+  }
+
+  // Each backup from now on would fail, and what is written till somebody reads the damage be lost with it. But
+  // what is damaged may be a backup; and a store that has none would only be closed to who insists on them.
+  void NoteDamage() {
+    Health& health = *database_->health;
+    if (health.Sound() && backups_->Any()) health.Note((*database_)->VerifyChecksum());
   }
 
   bool MayWrite() const { return !database_->readOnly && !database_->health->Dead(); }

@@ -228,6 +228,19 @@ TEST_F(Damage, FoundWhileReadingIsRecoveredNextTime) {
   EXPECT_EQ(Get(*recovered, "key0"), "later");
 }
 
+// By a table that no backup has.
+TEST_F(Damage, ThatKeepsAStoreFromBeingBackedUpIsRecoveredNextTimeIfABackupIsThere) {
+  for (const bool backed_up : {false, true}) {
+    if (backed_up) Fill(WithBackup(), "older ");
+    Fill(Creating(), "newer ");
+    for (const fs::path& table : Files(".sst")) Flip(table, 80'000);
+    Open("store", WithBackup());
+    Open("store", WithBackup(), backed_up ? Status::RECOVER_SUCCESS : Status::SUCCESS);
+    if (backed_up) ExpectFilled(*Open("store", WithBackup()), "older ");
+    EXPECT_EQ(manager_.DeleteKvStore(app_, {"store"}), Status::SUCCESS);
+  }
+}
+
 TEST_F(Damage, FoundWhileReadingLeavesTheRestToWhoAsksForNoBackup) {
   Fill(WithBackup());
   Flip(Files(".sst").at(0), 80'000);
