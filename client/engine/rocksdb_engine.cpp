@@ -279,18 +279,16 @@ class RocksEngine : public Engine {
 
   RocksEngine(const RocksEngine&) = delete;
   RocksEngine& operator=(const RocksEngine&) = delete;
+  // No step keeps the others from being tried: there may be no memory for one, or no thread.
   ~RocksEngine() override {
     const bool backs_up = backupTimer_ != nullptr;
     backupTimer_.reset();
-    if (MayWrite()) {
-      // What is in tables need not be read from the log again, and a seal can tell whether all of it is
-      // there.
-      database_->Answer((*database_)->Flush({}), "closing");
-    }
-    if (backs_up) Backup();
-    const bool closed = database_->Answer((*database_)->Close(), "closing") == Status::SUCCESS;
+    // What is in tables need not be read from the log again, and a seal can tell whether all of it is there.
+    if (MayWrite()) Guard([this] { database_->Answer((*database_)->Flush({}), "closing"); });
+    if (backs_up) Guard([this] { Backup(); });
+    const Status closed = Guard([this] { return database_->Answer((*database_)->Close(), "closing"); });
     database_->opened.reset();
-    if (closed && MayWrite() && database_->health->Sound()) Seal();
+    if (closed == Status::SUCCESS && MayWrite() && database_->health->Sound()) Guard([this] { Seal(); });
   }
 
   Status Get(Bytes key, const Visitor& visit) const override { return Read(Newest(), key, visit); }
@@ -326,8 +324,7 @@ class RocksEngine : public Engine {
 
   void StartBackups() override {
     if (!backups_) return;
-    backupTimer_ =
-        std::make_unique<Periodic>(backupInterval_, [this] { Guard([this] { Backup(); }); });
+    backupTimer_ = std::make_unique<Periodic>(backupInterval_, [this] { Guard([this] { Backup(); }); });
   }
 
  private:
@@ -350,8 +347,9 @@ class RocksEngine : public Engine {
     if (status.IsCorruption()) NoteDamage();
   }
 
-  // Each backup from now on would fail, and what is written till somebody reads the damage be lost with it. But
-  // what is damaged may be a backup; and a store that has none would only be closed to who insists on them.
+  // Each backup from now on would fail, and what is written till somebody reads the damage be lost with it.
+  // But what is damaged may be a backup; and a store that has none would only be closed to who insists on
+  // them.
   void NoteDamage() {
     Health& health = *database_->health;
     if (health.Sound() && backups_->Any()) health.Note((*database_)->VerifyChecksum());

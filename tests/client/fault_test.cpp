@@ -14,7 +14,7 @@
 namespace KORA::DistributedKv {
 namespace {
 
-enum class Fault { kNone, kFull, kBroken };
+enum class Fault { kNone, kFull, kBroken, kNoMemory };
 std::atomic<Fault> g_fault{Fault::kNone};
 std::string
     g_unopened;  // what the names of files hold that can't be opened; empty: none; while nothing is open
@@ -29,7 +29,8 @@ class FaultyFile : public rocksdb::FSWritableFileOwnerWrapper {
     const Fault fault = g_fault;
     written_ += data.size();
     // Into room that was allocated a write gets through.
-    if (fault == Fault::kNone || (fault == Fault::kFull && written_ <= allocated_))
+    if ((fault != Fault::kBroken && fault != Fault::kFull) ||
+        (fault == Fault::kFull && written_ <= allocated_))
       return FSWritableFileOwnerWrapper::Append(data, options, debug);
     FSWritableFileOwnerWrapper::Append({data.data(), data.size() / 2}, options, debug).PermitUncheckedError();
     return fault == Fault::kFull ? rocksdb::IOStatus::NoSpace("no space")
@@ -70,6 +71,12 @@ class FaultyFiles : public rocksdb::FileSystemWrapper {
                                       rocksdb::IODebugContext* debug) override {
     if (IsUnopened(name)) return rocksdb::IOStatus::IOError("Too many open files");
     return FileSystemWrapper::NewSequentialFile(name, options, file, debug);
+  }
+  // As a backup begins.
+  rocksdb::IOStatus CreateDirIfMissing(const std::string& name, const rocksdb::IOOptions& options,
+                                       rocksdb::IODebugContext* debug) override {
+    if (g_fault == Fault::kNoMemory) throw std::bad_alloc();
+    return FileSystemWrapper::CreateDirIfMissing(name, options, debug);
   }
 
  private:
@@ -249,6 +256,17 @@ TEST_F(Faults, PassingTroubleOfARecoveryBringsNoOlderBackup) {
   g_unopened.clear();
   Open("store", options, Status::RECOVER_SUCCESS);
   EXPECT_EQ(Get(*Open("store", options), "k"), "newer");
+}
+
+TEST_F(Faults, ABackupThatThrowsKeepsNoStoreFromBeingClosed) {
+  Options options = Creating();
+  options.backup = true;
+  auto store = Open("store", options);
+  Put(*store, "k", "v");
+  g_fault = Fault::kNoMemory;
+  store.reset();
+  g_fault = Fault::kNone;
+  EXPECT_TRUE(std::filesystem::exists(Folder("store") / "SEAL"));
 }
 
 TEST_F(Faults, ACreationThatFailsLeavesNoStore) {
