@@ -60,13 +60,21 @@ Status TryToLoad(const fs::path& restored, StoreRecord record) {
 // backups, as one that was lost.
 Status PutInPlace(const fs::path& restored, const fs::path& store, const fs::path& aside) {
   std::error_code error;
-  if (!fs::is_empty(store, error) && !error) {
+  const bool moves = !fs::is_empty(store, error) && !error;
+  if (moves) {
     fs::remove_all(aside, error);
     if (!error) fs::rename(store, aside, error);
   }
-  if (!error) fs::rename(restored, store, error);
-  if (!error) error = SyncFolder(store.parent_path());
-  return error ? Failed(store, "put the restored store in place", error) : Status::SUCCESS;
+  if (error) return Failed(store, "move the damaged store aside", error);
+  fs::rename(restored, store, error);
+  if (!error) {
+    error = SyncFolder(store.parent_path());
+    if (error) Failed(store, "make it lasting that the restored store is in place", error);
+    return Status::SUCCESS;
+  }
+  std::error_code ignored;
+  if (moves) fs::rename(aside, store, ignored);
+  return Failed(store, "put the restored store in place", error);
 }
 
 }  // namespace
