@@ -97,13 +97,17 @@ Status FindRecord(const fs::path& store, StoreRecord& record) {
   return status == Status::STORE_NOT_FOUND ? Status::RECOVER_FAILED : status;
 }
 
-Status RestoreStore(const fs::path& store, const StoreRecord& record) {
+Status RestoreStore(const StoreFolder& folder, const StoreRecord& record) {
+  const fs::path& store = folder.Path();
   const fs::path backups = BackupsOf(store);
   const fs::path restoring = backups / "restoring";
   if (!HasBackups(backups)) return Status::RECOVER_FAILED;
   FileDescriptor lock;
   if (const std::error_code error = LockFolder(backups, FolderLock::kTry, lock))
     return Failed(backups, "lock the backups", error);
+  // Who had them before may have put a restored store there, and use it by now.
+  if (!folder.IsThere())
+    return Failed(store, "recover the store", std::make_error_code(std::errc::device_or_resource_busy));
   std::error_code error;
   fs::remove_all(restoring, error);
   if (!error) error = MakePrivateFolders(restoring);

@@ -15,7 +15,7 @@ namespace KORA::DistributedKv::Client {
 
 std::filesystem::path BackupsOf(const std::filesystem::path& store);
 
-// Each takes the folder of a store that this process has locked. Failures leave a line in the log.
+// Each takes a store whose folder this process has locked. Failures leave a line in the log.
 
 // What a restoring needs beside the backups.
 Status PrepareBackups(const std::filesystem::path& store, const StoreRecord& record);
@@ -26,7 +26,7 @@ Status FindRecord(const std::filesystem::path& store, StoreRecord& record);
 // Puts the newest backup that is whole in the store's place and keeps the store's former folder aside.
 // SUCCESS; RECOVER_FAILED: none is whole, or the store can't be opened with it either; DB_ERROR. Both leave
 // all as it was. What a crash cuts off in the middle can be done again.
-Status RestoreStore(const std::filesystem::path& store, const StoreRecord& record);
+Status RestoreStore(const StoreFolder& folder, const StoreRecord& record);
 
 Status RemoveBackups(const std::filesystem::path& store);
 

@@ -107,6 +107,10 @@ Status ReadOrBegin(const StoreFolder& folder, const StoreTraits& wanted, const O
   const std::filesystem::path& path = folder.Path();
   const bool backed_up = HasBackups(BackupsOf(path));
   Status status = ReadRecord(path, record);
+  // While another process recovers a store its folder is missing for a moment, and whoever makes it then has
+  // locked one that is gone as soon as the restored store is there.
+  if (status == Status::SUCCESS && !folder.IsThere())
+    return Refuse(Status::DB_ERROR, "another process has just recovered it");
   // Where there are backups the store was complete once.
   if (status == Status::STORE_NOT_FOUND && backed_up) return Status::RECOVER_FAILED;
   is_new = status == Status::STORE_NOT_FOUND && options.createIfMissing && !IsReadOnly(path);
@@ -228,7 +232,7 @@ Status StoreRegistry::OpenOrRecover(const StoreFolder& folder, const StoreTraits
   Status status = marked && recovers ? Status::RECOVER_FAILED : OpenFolder(folder, wanted, options, store);
   if (status != Status::RECOVER_FAILED) return status;
   if (IsReadOnly(path)) return Status::DB_ERROR;
-  status = Recover(path, wanted, options);
+  status = Recover(folder, wanted, options);
   // Who does not insist on backups gets to what can still be read.
   const bool salvages = status == Status::RECOVER_FAILED && marked && !options.backup;
   return salvages ? OpenFolder(folder, wanted, options, store) : status;
@@ -268,13 +272,13 @@ Status StoreRegistry::OpenFolder(const StoreFolder& folder, const StoreTraits& w
 }
 
 // RECOVER_SUCCESS: the next opening finds the store as a backup has it.
-Status StoreRegistry::Recover(const std::filesystem::path& path, const StoreTraits& wanted,
-                              const Options& options) {
+Status StoreRegistry::Recover(const StoreFolder& folder, const StoreTraits& wanted, const Options& options) {
+  const std::filesystem::path& path = folder.Path();
   if (!options.backup && !HasBackups(BackupsOf(path))) return Status::DB_ERROR;
   StoreRecord record;
   Status status = FindRecord(path, record);
   if (status == Status::SUCCESS) status = CheckTraits(record.traits, wanted);
-  if (status == Status::SUCCESS) status = RestoreStore(path, record);
+  if (status == Status::SUCCESS) status = RestoreStore(folder, record);
   return status == Status::SUCCESS ? Status::RECOVER_SUCCESS : status;
 }
 

@@ -83,7 +83,7 @@ class StoreRegistry {
                        std::shared_ptr<Store>& store);
   Status OpenFolder(const StoreFolder& folder, const StoreTraits& wanted, const Options& options,
                     std::shared_ptr<Store>& store);
-  static Status Recover(const std::filesystem::path& path, const StoreTraits& wanted, const Options& options);
+  static Status Recover(const StoreFolder& folder, const StoreTraits& wanted, const Options& options);
   void Release(const StoreName& name, const Store* store);
   static Status CloseFailed(SlotUse& slot);
   void WatchFolders(const std::filesystem::path& store);

@@ -6,6 +6,7 @@
 
 #include "common/crypto.h"
 #include "engine/engine.h"
+#include "manager/recovery.h"
 #include "support.h"
 
 namespace KORA::DistributedKv {
@@ -258,6 +259,20 @@ TEST_F(Damage, ARecoveryThatWasCutOffIsDoneAgain) {
   Open("store", WithBackup(), Status::RECOVER_SUCCESS);
   EXPECT_FALSE(fs::exists(Folder("store") / "folder"));
   ExpectFilled(*Open("store", WithBackup()));
+}
+
+// Between the two moves of a recovery its folder is missing, and another process may make and lock it.
+TEST_F(Damage, ARestoredStoreIsLeftToWhoHasLockedIt) {
+  Fill(WithBackup());
+  fs::rename(Folder("store"), Folder("restored"));
+  fs::create_directory(Folder("store"));
+  std::optional<Client::StoreFolder> late;
+  ASSERT_EQ(Client::StoreFolder::Lock(Folder("store"), Client::FolderLock::kTry, late), Status::SUCCESS);
+  fs::rename(Folder("restored"), Folder("store"));
+  Client::StoreRecord record;
+  ASSERT_EQ(Client::ReadRecord(Folder("store"), record), Status::SUCCESS);
+  EXPECT_EQ(Client::RestoreStore(*late, record), Status::DB_ERROR);
+  EXPECT_FALSE(fs::exists(Backups() / "damaged"));
 }
 
 // A crash leaves no seal, and may leave a log without its end.
