@@ -133,15 +133,20 @@ Status WriteRecord(const fs::path& folder, const StoreRecord& record) {
   return error ? Failed(file, "write", error.message()) : Status::SUCCESS;
 }
 
+bool StoreFolder::HasLostRecord(std::error_code& error) const {
+  const bool created = !fs::exists(path_ / kCreating, error) && !error;
+  return created && !fs::is_empty(path_, error) && !error;
+}
+
 Status StoreFolder::BeginCreation() const {
-  const fs::path mark = path_ / kCreating;
   std::error_code error;
-  if (!fs::exists(mark, error) && !fs::is_empty(path_, error)) {
-    if (error) return Failed(path_, "list", error.message());
+  if (HasLostRecord(error)) {
     __android_log_print(KORA_LOG_ERROR, kLogTag, "%s: the store's file STORE is gone", path_.c_str());
     return Status::RECOVER_FAILED;
   }
-  if (!error) error = WritePrivateFile(mark, {});
+  if (error) return Failed(path_, "list", error.message());
+  const fs::path mark = path_ / kCreating;
+  error = WritePrivateFile(mark, {});
   if (!error) error = SyncFolder(path_);
   if (error) return Failed(mark, "write", error.message());
   for (fs::directory_iterator entry(path_, error), end; !error && entry != end; entry.increment(error)) {

@@ -38,6 +38,8 @@ class StoreFolder {
   // False: it was deleted, or another one took its place.
   bool IsThere() const { return LeadsTo(path_, lock_); }
 
+  // Of one without a record: whether it holds what no creation has left. False also on an error.
+  bool HasLostRecord(std::error_code& error) const;
   // Marks the folder and removes what a creation that was cut off has left. SUCCESS; RECOVER_FAILED: what is
   // in it was left by none; DB_ERROR.
   Status BeginCreation() const;

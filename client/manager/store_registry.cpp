@@ -313,7 +313,9 @@ Status StoreRegistry::Delete(const StoreName& name) {
   status = StoreFolder::Lock(path, FolderLock::kTry, folder);
   if (status == Status::STORE_NOT_FOUND && backed_up) return RemoveBackups(path);
   if (status != Status::SUCCESS) return status;
-  if (ReadRecord(path, record) == Status::STORE_NOT_FOUND && !backed_up) return Status::STORE_NOT_FOUND;
+  std::error_code unreadable;
+  if (ReadRecord(path, record) == Status::STORE_NOT_FOUND && !backed_up && !folder->HasLostRecord(unreadable))
+    return Status::STORE_NOT_FOUND;
   // Backups without their store would bring it to life again.
   if (std::filesystem::exists(BackupsOf(path))) status = RemoveBackups(path);
   return status == Status::SUCCESS ? RemoveFolder(path, path.parent_path()) : status;

@@ -103,6 +103,8 @@ TEST_F(Lifecycle, RefusesADamagedStoreAndLeavesItAlone) {
   std::filesystem::remove(Folder("traits") / "STORE");
   Open("traits", Creating(), Status::DB_ERROR);
   EXPECT_TRUE(std::filesystem::exists(Folder("traits") / "CURRENT"));
+  EXPECT_EQ(Delete("traits"), Status::SUCCESS);
+  EXPECT_FALSE(std::filesystem::exists(Folder("traits")));
 }
 
 TEST_F(Lifecycle, KindAndSecurityLevelAreSettledAtCreation) {
