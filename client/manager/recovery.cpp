@@ -129,12 +129,9 @@ Status RestoreStore(const StoreFolder& folder, const StoreRecord& record) {
   return Status::SUCCESS;
 }
 
+// The folder above stays though it may be empty: another store may be about to make its own in it.
 Status RemoveBackups(const fs::path& store) {
-  const fs::path application = store.parent_path();
-  const Status status = RemoveFolder(BackupsOf(store), application);
-  std::error_code in_use;  // by the backups of another store
-  fs::remove(application / kBackupsFolder, in_use);
-  return status;
+  return RemoveFolder(BackupsOf(store), store.parent_path());
 }
 
 }  // namespace KORA::DistributedKv::Client

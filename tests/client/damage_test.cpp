@@ -115,7 +115,7 @@ TEST_F(Damage, IsFoundAtOpeningAndRecoveredOnce) {
     Open("store", options, Status::RECOVER_SUCCESS);
     ExpectFilled(*Open("store", options));
     EXPECT_EQ(manager_.DeleteKvStore(app_, {"store"}), Status::SUCCESS);
-    EXPECT_FALSE(fs::exists(Home() / app_.appId / kBackups));
+    EXPECT_FALSE(fs::exists(Backups()));
   }
 }
 
