@@ -8,7 +8,6 @@
 #include <thread>
 #include <utility>
 
-#include "common/files.h"
 #include "common/guard.h"
 #include "common/log.h"
 
@@ -16,12 +15,12 @@ namespace KORA::DistributedKv::Client {
 
 FolderWatch::FolderWatch(std::function<void()> changed)
     : changed_(std::move(changed)), events_(inotify_init1(IN_CLOEXEC)) {
-  if (events_ >= 0) std::thread([this] { Run(); }).detach();
+  if (events_) std::thread([this] { Run(); }).detach();
 }
 
 void FolderWatch::Add(const std::filesystem::path& folder) const {
   constexpr uint32_t kGone = IN_DELETE | IN_MOVED_FROM | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
-  if (events_ >= 0 && inotify_add_watch(events_, folder.c_str(), kGone) >= 0) return;
+  if (events_ && inotify_add_watch(events_.Number(), folder.c_str(), kGone) >= 0) return;
   __android_log_print(KORA_LOG_INFO, kLogTag, "%s is not watched: %s", folder.c_str(),
                       LastError().message().c_str());
 }
@@ -30,7 +29,7 @@ void FolderWatch::Run() const {
   constexpr size_t kEventsSize = 4096;
   alignas(inotify_event) std::array<char, kEventsSize> events{};
   for (;;) {
-    const ssize_t size = read(events_, events.data(), events.size());
+    const ssize_t size = read(events_.Number(), events.data(), events.size());
     if (size < 0 && errno != EINTR) return;
     Guard([this] { changed_(); });
   }

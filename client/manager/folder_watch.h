@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <functional>
 
+#include "common/files.h"
+
 namespace KORA::DistributedKv::Client {
 
 // A thread of the process that sleeps until something happens; it calls `changed` then, which looks for
@@ -22,7 +24,7 @@ class FolderWatch {
   void Run() const;
 
   const std::function<void()> changed_;
-  const int events_;
+  const FileDescriptor events_;
 };
 
 }  // namespace KORA::DistributedKv::Client

@@ -141,8 +141,9 @@ class StoreRegistry::SlotUse {
   SlotUse(const SlotUse&) = delete;
   SlotUse& operator=(const SlotUse&) = delete;
   ~SlotUse() {
+    std::map<StoreName, Slot>::node_type unused;  // ends when no other store has to wait for it
     const std::lock_guard<std::mutex> lock(registry_.mutex_);
-    if (--place_->second.users == 0) registry_.slots_.erase(place_);
+    if (--place_->second.users == 0) unused = registry_.slots_.extract(place_);
   }
 
   Slot* operator->() const { return &place_->second; }
