@@ -86,7 +86,7 @@ backups() {
   expect 0 '' '' kora --store safe --encrypt backup
   to=$(date +%s)
   expect 0 '1 records, all well' '' kora --store safe --encrypt verify
-  expect 0 'the store is not damaged; nothing was changed' '' kora --store safe --encrypt restore
+  expect 0 'no damage was found; nothing was restored' '' kora --store safe --encrypt restore
   rm "$KORA_DATA_HOME"/kora/safe/MANIFEST-*
   expect 1 '' 'it can.t be opened' kora --store safe --encrypt verify
   restored=$(kora --store safe --encrypt restore)

@@ -38,7 +38,7 @@ final class RestoreCommand implements Runnable {
       kora.out().println("restored from the backup of " + backupTime());
       return;
     }
-    kora.out().println("the store is not damaged; nothing was changed");
+    kora.out().println("no damage was found; nothing was restored");
   }
 
   /** As the recovery has left it in the store's folder. */
