@@ -34,9 +34,10 @@ public interface KvManager extends AutoCloseable {
    * @throws KvStoreException INVALID_ARGUMENT (also if it is a store of the other kind, or was created with
    *     the other choice of encryption), STORE_NOT_FOUND (also where it would be created, but stores are
    *     only read), NOT_SUPPORT, SECURITY_LEVEL_ERROR, SCHEMA_MISMATCH, INVALID_SCHEMA, READ_ONLY (it would have to
-   *     take over the schema, and may only be read), DB_ERROR (also if another process has it open, or if it is
-   *     damaged and may only be read), STORE_NOT_OPEN (this manager is closed);
-   *     RECOVER_SUCCESS (it was damaged and is as its backup has it; open it again), RECOVER_FAILED
+   *     take over the schema, and may only be read), DB_ERROR (also if another process has it open, if another
+   *     version has written it, or if it is damaged and may only be read or has no backups), STORE_NOT_OPEN (this
+   *     manager is closed); RECOVER_SUCCESS (it was damaged and is as its backup has it; open it again),
+   *     RECOVER_FAILED
    */
   SingleKvStore openSingle(String storeId, Options options);
 
