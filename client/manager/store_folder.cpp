@@ -133,9 +133,15 @@ Status WriteRecord(const fs::path& folder, const StoreRecord& record) {
   return error ? Failed(file, "write", error.message()) : Status::SUCCESS;
 }
 
+// Whether it holds what no creation has left. False also on an error.
 bool StoreFolder::HasLostRecord(std::error_code& error) const {
   const bool created = !fs::exists(path_ / kCreating, error) && !error;
   return created && !fs::is_empty(path_, error) && !error;
+}
+
+bool StoreFolder::HoldsStore() const {
+  std::error_code unreadable;
+  return HasLostRecord(unreadable) && fs::exists(path_ / "CURRENT", unreadable);
 }
 
 Status StoreFolder::BeginCreation() const {

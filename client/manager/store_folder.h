@@ -38,8 +38,9 @@ class StoreFolder {
   // False: it was deleted, or another one took its place.
   bool IsThere() const { return LeadsTo(path_, lock_); }
 
-  // Of one without a record: whether it holds what no creation has left. False also on an error.
-  bool HasLostRecord(std::error_code& error) const;
+  // Of one without a record: whether a store was created in it all the same. What a creation that was cut off
+  // has left is none, and no more are other people's files.
+  bool HoldsStore() const;
   // Marks the folder and removes what a creation that was cut off has left. SUCCESS; RECOVER_FAILED: what is
   // in it was left by none; DB_ERROR.
   Status BeginCreation() const;
@@ -47,6 +48,8 @@ class StoreFolder {
   void EndCreation() const;
 
  private:
+  bool HasLostRecord(std::error_code& error) const;
+
   StoreFolder(std::filesystem::path path, FileDescriptor lock)
       : path_(std::move(path)), lock_(std::move(lock)) {}
 

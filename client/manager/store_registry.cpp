@@ -314,8 +314,7 @@ Status StoreRegistry::Delete(const StoreName& name) {
   status = StoreFolder::Lock(path, FolderLock::kTry, folder);
   if (status == Status::STORE_NOT_FOUND && backed_up) return RemoveBackups(path);
   if (status != Status::SUCCESS) return status;
-  std::error_code unreadable;
-  if (ReadRecord(path, record) == Status::STORE_NOT_FOUND && !backed_up && !folder->HasLostRecord(unreadable))
+  if (ReadRecord(path, record) == Status::STORE_NOT_FOUND && !backed_up && !folder->HoldsStore())
     return Status::STORE_NOT_FOUND;
   // Backups without their store would bring it to life again.
   if (std::filesystem::exists(BackupsOf(path))) status = RemoveBackups(path);

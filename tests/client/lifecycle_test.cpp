@@ -105,6 +105,11 @@ TEST_F(Lifecycle, RefusesADamagedStoreAndLeavesItAlone) {
   EXPECT_TRUE(std::filesystem::exists(Folder("traits") / "CURRENT"));
   EXPECT_EQ(Delete("traits"), Status::SUCCESS);
   EXPECT_FALSE(std::filesystem::exists(Folder("traits")));
+
+  std::filesystem::create_directories(Folder("letters"));
+  std::ofstream(Folder("letters") / "letter") << "not a store's";
+  EXPECT_EQ(Delete("letters"), Status::STORE_NOT_FOUND);
+  EXPECT_TRUE(std::filesystem::exists(Folder("letters") / "letter"));
 }
 
 TEST_F(Lifecycle, KindAndSecurityLevelAreSettledAtCreation) {
