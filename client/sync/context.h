@@ -23,6 +23,7 @@ struct StoreSyncOptions {
   // By how much the clocks of devices may be wrong, taken together, before tombstones end too early.
   Moment clockError = Moment{6} * 3600 * 1000;
   Moment upkeepEvery = Moment{6} * 3600 * 1000;  // ended tombstones and abandoned parts are looked for
+  Moment upkeepPause = Moment{15} * 60 * 1000;   // after a round that failed
   Moment fenceEvery = 60'000;                    // whether anything was missed is looked at
   Moment stallTime = 10'000;                     // for how long what a fence found may be outstanding
   size_t maxWaiting = size_t{16} << 20;          // bytes of the hub's events that may wait to be taken

@@ -12,7 +12,7 @@ StoreSync::StoreSync(Hub& hub, Replica& replica, Timers& timers, const Directory
       puller_(context_, *this),
       writer_(context_),
       pusher_(context_, writer_, [this](HubResult result) { OnPushEnd(result); }),
-      upkeep_(context_, writer_),
+      upkeep_(context_, writer_, [this](bool whole) { OnUpkeepEnd(whole); }),
       calls_(timers, *this) {}
 
 Status StoreSync::Start() {
@@ -21,7 +21,6 @@ Status StoreSync::Start() {
   context_.state = std::move(*state);
   started_ = true;
   ScheduleFence();
-  ScheduleUpkeep();
   Connect();
   return Status::SUCCESS;
 }
@@ -94,7 +93,7 @@ void StoreSync::Work() {
     });
   }
   if (context_.options.continuous || calls_.WantPush()) pusher_.Push();
-  if (std::exchange(upkeepDue_, false)) upkeep_.Run();
+  if (upkeepDue_) upkeep_.Run();
   calls_.OnPushed(pusher_.Pushed());
   if (!IsWanted()) Disconnect();
 }
@@ -102,6 +101,13 @@ void StoreSync::Work() {
 void StoreSync::OnPushEnd(HubResult result) {
   calls_.OnPushFailed(result);
   if (puller_.IsInStep()) Work();
+}
+
+// A store that is synchronised by calls alone has been connected for this since they were answered.
+void StoreSync::OnUpkeepEnd(bool whole) {
+  upkeepDue_ = false;
+  ScheduleUpkeep(whole ? context_.options.upkeepEvery : context_.options.upkeepPause);
+  if (!IsWanted()) Disconnect();
 }
 
 SyncResult StoreSync::AnswerFor(const std::string& device, SyncResult end) const {
@@ -161,11 +167,10 @@ void StoreSync::ScheduleFence() {
   }));
 }
 
-void StoreSync::ScheduleUpkeep() {
-  context_.timers.After(context_.options.upkeepEvery, lifetime_.Guard([this] {
+void StoreSync::ScheduleUpkeep(Moment pause) {
+  context_.timers.After(pause, lifetime_.Guard([this] {
     upkeepDue_ = true;
     if (puller_.IsInStep()) Work();
-    ScheduleUpkeep();
   }));
 }
 

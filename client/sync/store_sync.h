@@ -51,14 +51,17 @@ class StoreSync : private Puller::Owner, private SyncCalls::Owner {
   SyncResults Answer(const std::vector<std::string>& devices, SyncResult end) const override;
   SyncResult AnswerFor(const std::string& device, SyncResult end) const;
 
-  bool IsWanted() const { return !closed_ && (context_.options.continuous || calls_.AreRunning()); }
+  bool IsWanted() const {
+    return !closed_ && (context_.options.continuous || calls_.AreRunning() || upkeep_.IsRunning());
+  }
   void Connect();
   void Disconnect();
   void Reconnect(Moment pause);
   void Work();
   void OnPushEnd(HubResult result);
+  void OnUpkeepEnd(bool whole);
   void ScheduleFence();
-  void ScheduleUpkeep();
+  void ScheduleUpkeep(Moment pause);
 
   Context context_;
   const Directory& directory_;
@@ -67,7 +70,7 @@ class StoreSync : private Puller::Owner, private SyncCalls::Owner {
   bool started_ = false;
   bool closed_ = false;
   bool connecting_ = false;  // a session runs, or will after a pause
-  bool upkeepDue_ = false;
+  bool upkeepDue_ = true;    // until a round has come to its end
   Moment backoff_ = 0;
   Puller puller_;
   MarkedWriter writer_;

@@ -14,10 +14,10 @@ constexpr size_t kPage = 60;
 
 void Upkeep::Run() {
   if (running_) return;
-  const std::optional<Version> now = context_.replica.NextVersion();
-  if (!now) return;
   running_ = true;
   lifetime_.Renew();
+  const std::optional<Version> now = context_.replica.NextVersion();
+  if (!now) return End(false);
   now_ = *now;
   lastTombstone_.clear();
   nextPart_ = context_.keys.Parts();
@@ -29,14 +29,18 @@ void Upkeep::Stop() {
   running_ = false;
 }
 
+void Upkeep::End(bool whole) {
+  running_ = false;
+  finished_(whole);
+}
+
 // How old the replica's tombstones are says little: one may have come to the hub long after it was written.
 // So the hub is asked about those that can have ended.
 void Upkeep::AskTombstones() {
   const Version before = AgoOf(now_, context_.options.tombstoneLife + context_.options.clockError);
   std::vector<Held> held;
   const Status status = context_.replica.Tombstones(before, lastTombstone_, kPage, held);
-  if (status != Status::SUCCESS) return End();
-  if (held.empty()) return End();
+  if (status != Status::SUCCESS || held.empty()) return End(status == Status::SUCCESS);
   lastTombstone_ = held.back().key;
   std::vector<std::string> keys;
   keys.reserve(held.size());
@@ -45,7 +49,7 @@ void Upkeep::AskTombstones() {
 }
 
 void Upkeep::EndTombstones(const RangeAnswer& answer) {
-  if (answer.result != HubResult::kDone) return End();
+  if (answer.result != HubResult::kDone) return End(false);
   if (writer_.IsBusy()) {
     return context_.timers.After(context_.options.firstBackoff,
                                  lifetime_.Guard([this, answer] { EndTombstones(answer); }));
@@ -61,7 +65,7 @@ void Upkeep::EndTombstones(const RangeAnswer& answer) {
   if (transaction.operations.empty()) return NextTombstones();
   writer_.Send(std::move(transaction), lifetime_.Guard([this](const TransactionAnswer& done) {
     if (done.result == HubResult::kDone) return NextTombstones();
-    End();
+    End(false);
   }));
 }
 
@@ -77,7 +81,7 @@ void Upkeep::AskParts() {
 }
 
 void Upkeep::JudgeParts(RangeAnswer answer) {
-  if (answer.result != HubResult::kDone) return End();
+  if (answer.result != HubResult::kDone) return End(false);
   if (answer.entries.empty()) return AskTombstones();
   nextPart_ = answer.entries.back().key + '\0';
   std::vector<HubEntry> named;
@@ -107,7 +111,7 @@ bool Upkeep::IsNeeded(const Stamp& part, const HubEntry* entry) const {
 }
 
 void Upkeep::DropParts(const std::vector<HubEntry>& parts, const RangeAnswer& records) {
-  if (records.result != HubResult::kDone) return End();
+  if (records.result != HubResult::kDone) return End(false);
   Transaction transaction;
   std::map<std::string, Revision> judged;  // the records, by the hub's key
   for (const HubEntry& part : parts) {
@@ -129,7 +133,7 @@ void Upkeep::DropParts(const std::vector<HubEntry>& parts, const RangeAnswer& re
   // Nothing is lost if this fails: the next round finds the parts again.
   context_.hub.Commit(std::move(transaction), lifetime_.Guard([this](const TransactionAnswer& answer) {
     if (answer.result == HubResult::kDone) return AskParts();
-    End();
+    End(false);
   }));
 }
 

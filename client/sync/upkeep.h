@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sync/context.h"
@@ -12,13 +13,21 @@
 
 namespace KORA::DistributedKv::Client::Sync {
 
-// One round at a time, while the replica is in step. A failure ends the round; the next one begins anew.
+// One round at a time, while the replica is in step. A failure ends the round; the next one begins anew, and
+// what was done stays done.
 // Parts come first: to drop them is all that a full hub allows.
 class Upkeep {
  public:
-  Upkeep(Context& context, MarkedWriter& writer) : context_(context), writer_(writer) {}
+  // Whether the round came to its end.
+  using Finished = std::function<void(bool)>;
 
+  Upkeep(Context& context, MarkedWriter& writer, Finished finished)
+      : context_(context), writer_(writer), finished_(std::move(finished)) {}
+
+  bool IsRunning() const { return running_; }
+  // Begins a round, if none is under way. It ends within this call if the replica fails.
   void Run();
+  // Without telling anybody.
   void Stop();
 
  private:
@@ -29,10 +38,11 @@ class Upkeep {
   void JudgeParts(RangeAnswer answer);
   bool IsNeeded(const Stamp& part, const HubEntry* entry) const;
   void DropParts(const std::vector<HubEntry>& parts, const RangeAnswer& records);
-  void End() { running_ = false; }
+  void End(bool whole);
 
   Context& context_;
   MarkedWriter& writer_;
+  Finished finished_;
   Lifetime lifetime_;
   bool running_ = false;
   Version now_ = 0;
