@@ -103,7 +103,7 @@ void EtcdHub::Range(const Sync::RangeRequest& request, Then<Sync::RangeAnswer> t
   connection_.Ask<Response>(Kind::kRead,
                             PrepareBy(&Endpoint::kv, &KvStub::PrepareAsyncRange, std::move(range)),
                             [this, limit, then = std::move(then)](Reply<Response> reply) {
-                              Adapt(reply.status, limit);
+                              Adapt(reply.status, limit, reply.response.more());
                               Sync::RangeAnswer answer;
                               answer.result = ResultOfRead(reply.status);
                               answer.revision = reply.response.header().revision();
@@ -113,8 +113,8 @@ void EtcdHub::Range(const Sync::RangeRequest& request, Then<Sync::RangeAnswer> t
                             });
 }
 
-void EtcdHub::Adapt(const grpc::Status& status, size_t asked) {
-  if (status.ok()) page_ = std::min(kMaxPage, page_ * 2);
+void EtcdHub::Adapt(const grpc::Status& status, size_t asked, bool filled) {
+  if (status.ok() && filled && asked >= page_) page_ = std::min(kMaxPage, page_ + page_ / 8 + 1);
   if (status.error_code() == grpc::DEADLINE_EXCEEDED) {
     page_ = std::max<size_t>(1, asked / 4);
   }

@@ -24,10 +24,10 @@ class EtcdHub final : public Sync::Hub {
   void RevokeLease(Sync::LeaseId lease) override;
 
  private:
-  void Adapt(const grpc::Status& status, size_t asked);
+  void Adapt(const grpc::Status& status, size_t asked, bool filled);
 
   // Entries on a page of a range: fewer after one that did not come in time, for the way to the hub may be
-  // slow.
+  // slow. More again in small steps, and only where a page had as many: so few fail.
   static constexpr size_t kMaxPage = 1024;
   size_t page_ = kMaxPage;
   Connection connection_;  // ends first

@@ -8,7 +8,6 @@ namespace KORA::DistributedKv::Client::Sync {
 
 namespace {
 
-constexpr size_t kHubPage = 256;
 constexpr size_t kSlice = 512;
 constexpr size_t kGroupBytes = size_t{8}
                                << 20;  // of values that are merged together; the last one may exceed it
@@ -57,12 +56,21 @@ void Comparison::AskPage() {
   const std::string& records = context_.keys.Records();
   // The next key after the last one of the page before.
   const std::string begin = page_.empty() ? records : context_.keys.Record(page_.back()) + '\0';
-  context_.hub.Range({begin, RangeOfPrefix(records).end, revision_, kHubPage},
+  context_.hub.Range({begin, RangeOfPrefix(records).end, revision_, limit_},
                      lifetime_.Guard([this](RangeAnswer answer) { TakePage(std::move(answer)); }));
 }
 
+// To begin anew would never come to an end where the way to the hub is slow.
+void Comparison::AskSmallerPage() {
+  limit_ = std::max<size_t>(1, limit_ / 4);
+  context_.timers.After(context_.options.firstBackoff, lifetime_.Guard([this] { AskPage(); }));
+}
+
 void Comparison::TakePage(RangeAnswer answer) {
+  if (answer.result == HubResult::kUnavailable && ++attempts_ < kMaxAttempts) return AskSmallerPage();
   if (answer.result != HubResult::kDone) return End(answer.result);
+  attempts_ = 0;
+  limit_ = std::min(kMaxPage, limit_ + limit_ / 8 + 1);
   more_ = answer.more && !answer.entries.empty();
   page_.clear();
   records_.clear();

@@ -33,8 +33,11 @@ class Comparison {
   void Start(Finished finished);
 
  private:
+  static constexpr size_t kMaxPage = 256;
+
   void TakeMarkers(RangeAnswer answer, Version acknowledged);
   void AskPage();
+  void AskSmallerPage();
   void TakePage(RangeAnswer answer);
   void MergeRecords();
   void MergeSlice();
@@ -54,6 +57,8 @@ class Comparison {
   bool pushBack_ = false;  // what the hub lacks was lost
   Revision revision_ = 0;  // at which the hub is read
   Markers markers_;
+  size_t limit_ = kMaxPage;        // of entries on a page
+  int attempts_ = 0;               // at the next page
   std::vector<std::string> page_;  // the callers' keys on the page, in order
   std::vector<HubEvent> records_;  // of the page, until they are taken
   bool more_ = false;              // whether pages follow this one

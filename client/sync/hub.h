@@ -131,7 +131,7 @@ class Hub {
 
   virtual void Range(const RangeRequest& request, Then<RangeAnswer> then) = 0;
   // The entries of these keys that are there, as asked for in order and at one revision. At most
-  // kMaxOperations keys; an answer may have 5 MiB.
+  // kMaxOperations keys.
   virtual void Get(const std::vector<std::string>& keys, Then<RangeAnswer> then) = 0;
   virtual void Commit(Transaction transaction, Then<TransactionAnswer> then) = 0;
   // From the revision `from` on. The listener must outlive the watch.

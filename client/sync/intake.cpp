@@ -41,7 +41,7 @@ Status PendingKeys::Follow() {
 void Intake::Take(std::vector<HubEvent> events, Group group, SyncState next, const Markers* markers,
                   Finished finished) {
   lifetime_.Renew();
-  delivery_ = {std::move(group), std::move(next), markers, {}, std::move(finished)};
+  delivery_ = {std::move(group), std::move(next), markers, std::move(finished), {}, {}, 0, 0};
   // Markers first: they decide on whose records are taken.
   for (const HubEvent& event : events) {
     if (const auto device = After(context_.keys.Markers(), event.key)) AddMarker(*device, event);
@@ -130,28 +130,36 @@ Status Intake::AddRemoval(const std::string& key) {
   return Status::SUCCESS;
 }
 
+// One part at a time: more would take too long where the way to the hub is slow.
 void Intake::FetchNext() {
   if (delivery_.inParts.empty()) return Finish();
-  const auto node = delivery_.inParts.extract(delivery_.inParts.begin());
-  const std::string& key = node.key();
-  const HubRecord& record = node.mapped();
-  std::vector<std::string> parts;
-  for (size_t i = 0; i < CountParts(record.size); ++i) {
-    parts.push_back(context_.keys.Part(key, record.content.stamp, i));
-  }
-  context_.hub.Get(parts, lifetime_.Guard([this, key, record](const RangeAnswer& answer) {
-    if (answer.result != HubResult::kDone) return End(HubResult::kUnavailable);
-    AddFetched(key, record, answer);
-    FetchNext();
-  }));
+  const auto& [key, record] = *delivery_.inParts.begin();
+  context_.hub.Get({context_.keys.Part(key, record.content.stamp, delivery_.parts)},
+                   lifetime_.Guard([this](const RangeAnswer& answer) { TakePart(answer); }));
 }
 
-void Intake::AddFetched(const std::string& key, const HubRecord& record, const RangeAnswer& parts) {
+void Intake::TakePart(const RangeAnswer& answer) {
+  if (answer.result == HubResult::kUnavailable && ++delivery_.attempts < kMaxAttempts) {
+    return context_.timers.After(context_.options.firstBackoff, lifetime_.Guard([this] { FetchNext(); }));
+  }
+  if (answer.result != HubResult::kDone) return End(HubResult::kUnavailable);
+  delivery_.attempts = 0;
+  ++delivery_.parts;
+  for (const HubEntry& part : answer.entries) delivery_.value += part.value;
+  const bool last = delivery_.parts >= CountParts(delivery_.inParts.begin()->second.size);
+  if (last || answer.entries.empty()) AddFetched();
+  FetchNext();
+}
+
+void Intake::AddFetched() {
+  auto node = delivery_.inParts.extract(delivery_.inParts.begin());
+  const HubRecord& record = node.mapped();
   Content content = record.content;
-  for (const HubEntry& part : parts.entries) content.value += part.value;
+  content.value = std::exchange(delivery_.value, {});
+  delivery_.parts = 0;
   // Parts go when a newer record has taken the place of theirs: that one is still to come.
   if (content.value.size() != record.size || Digest(content.value) != record.digest) return;
-  delivery_.group.records.push_back({key, std::move(content), true});
+  delivery_.group.records.push_back({node.key(), std::move(content), true});
 }
 
 void Intake::Finish() {

@@ -38,6 +38,9 @@ class PendingKeys {
   std::unordered_map<std::string, Stamp> logged_;  // by key; the last one
 };
 
+// How often something is asked for that the hub does not give in time, as over a line that is slow.
+inline constexpr int kMaxAttempts = 6;
+
 // One delivery at a time: the next may begin when the one before has finished. One thread.
 class Intake {
  public:
@@ -61,8 +64,11 @@ class Intake {
     Group group;
     SyncState next;
     const Markers* markers = nullptr;
-    std::map<std::string, HubRecord> inParts;  // by key; still to be fetched
     Finished finished;
+    std::map<std::string, HubRecord> inParts;  // by key; still to be fetched
+    std::string value;                         // what was fetched of the first of them
+    size_t parts = 0;                          // in how many
+    int attempts = 0;                          // at the next one
   };
 
   void AddMarker(const std::string& device, const HubEvent& event);
@@ -72,7 +78,8 @@ class Intake {
   std::string MarkerOf(const std::string& device) const;
   bool IsAdmitted(const Stamp& stamp) const;
   void FetchNext();
-  void AddFetched(const std::string& key, const HubRecord& record, const RangeAnswer& parts);
+  void TakePart(const RangeAnswer& answer);
+  void AddFetched();
   void Finish();
   void End(HubResult result);
 

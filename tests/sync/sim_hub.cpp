@@ -211,18 +211,24 @@ void SimLine::Ask(bool writes, std::function<Answer()> serve, Then<Answer> then)
   });
 }
 
+RangeAnswer SimLine::InTime(RangeAnswer answer) const {
+  size_t bytes = 0;
+  for (const HubEntry& entry : answer.entries) bytes += entry.key.size() + entry.value.size();
+  return bytes > faults_.maxAnswer ? RangeAnswer() : answer;
+}
+
 // Now and then with fewer entries than were asked for, as a hub does to which a larger answer would take too
 // long.
 void SimLine::Range(const RangeRequest& request, Then<RangeAnswer> then) {
   RangeRequest page = request;
   if (random_.Percent(20)) page.limit = random_.Between(1, 2);
   Ask<RangeAnswer>(
-      false, [this, page] { return hub_.Range(page); }, std::move(then));
+      false, [this, page] { return InTime(hub_.Range(page)); }, std::move(then));
 }
 
 void SimLine::Get(const std::vector<std::string>& keys, Then<RangeAnswer> then) {
   Ask<RangeAnswer>(
-      false, [this, keys] { return hub_.Get(keys); }, std::move(then));
+      false, [this, keys] { return InTime(hub_.Get(keys)); }, std::move(then));
 }
 
 void SimLine::Commit(Transaction transaction, Then<TransactionAnswer> then) {

@@ -83,10 +83,11 @@ class SimHub {
 
 // How bad a line is.
 struct LineFaults {
-  uint64_t lossPercent = 0;    // of requests, and of answers
-  uint64_t repeatPercent = 0;  // of deliveries of a watch
-  uint64_t cutPercent = 0;     // likewise
-  Moment delay = 20;           // milliseconds at most, each way
+  uint64_t lossPercent = 0;     // of requests, and of answers
+  uint64_t repeatPercent = 0;   // of deliveries of a watch
+  uint64_t cutPercent = 0;      // likewise
+  Moment delay = 20;            // milliseconds at most, each way
+  size_t maxAnswer = SIZE_MAX;  // bytes of entries; a larger one takes too long
 };
 
 // One device's way to the hub. The process that uses it may end: then nothing is answered any more.
@@ -114,6 +115,7 @@ class SimLine : public Hub {
 
   template <typename Answer>
   void Ask(bool writes, std::function<Answer()> serve, Then<Answer> then);
+  RangeAnswer InTime(RangeAnswer answer) const;
   void Pump(const std::weak_ptr<Stream>& weak);
   void SchedulePump(const std::shared_ptr<Stream>& stream);
   void EndStream(Stream& stream, HubResult reason);

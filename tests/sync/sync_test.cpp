@@ -217,6 +217,20 @@ TEST_F(SyncTest, JoiningTakesFewLargeValuesAtOnce) {
   EXPECT_LE(two.replica.LargestMerge(), 3 * value.size());
 }
 
+// No request may take longer than one part of a value does.
+TEST_F(SyncTest, ASlowLineIsEnoughToJoin) {
+  Device& one = Add("one");
+  for (int i = 0; i < 100; ++i) one.Write({{"inline" + std::to_string(i), std::string(kInlineSize, 'x')}});
+  one.Write({{"large", std::string(4 * kPartSize, 'x')}});
+  Run(20'000);
+  hub_.Compact(hub_.Newest());
+  Device& two = Add("two", {}, false);
+  two.line.Faults().maxAnswer = kPartSize + 1000;
+  two.sync.Sync({}, SyncMode::kPull, 0, 60'000, [](const auto&) {});
+  Run(20'000);
+  EXPECT_EQ(two.replica.Records().size(), 101U);
+}
+
 // The thread is that of all stores.
 TEST_F(SyncTest, DeliveriesKeepNobodyWaitingAndWaitForRoom) {
   Device& one = Add("one");
