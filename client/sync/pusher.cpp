@@ -43,7 +43,7 @@ void Pusher::Push() {
   parts_.clear();
   if (Fill(batch_) != Status::SUCCESS) return Retry(HubResult::kStoreFailed);
   if (batch_.records.empty()) {
-    CutLog();
+    if (CutLog() != Status::SUCCESS) return Retry(HubResult::kStoreFailed);
     if (writer_.IsAnnounced()) return;
   }
   busy_ = true;
@@ -150,8 +150,7 @@ void Pusher::TakeAnswer(const TransactionAnswer& answer) {
     for (const Outgoing& outgoing : batch_.records) {
       known_[outgoing.key] = {outgoing.record.content.stamp, answer.revision};
     }
-    CutLog();
-    return End(HubResult::kDone);
+    return CutLog() == Status::SUCCESS ? End(HubResult::kDone) : Retry(HubResult::kStoreFailed);
   }
   if (answer.result != HubResult::kRefused) return Retry(answer.result);
   for (size_t i = 0; i < batch_.records.size() && i < answer.modified.size(); ++i) {
@@ -161,14 +160,16 @@ void Pusher::TakeAnswer(const TransactionAnswer& answer) {
   Retry(HubResult::kRefused);
 }
 
-void Pusher::CutLog() {
-  if (batch_.upTo == cut_ || context_.replica.CutLog(batch_.upTo, Encode(context_.state)) != Status::SUCCESS)
-    return;
+Status Pusher::CutLog() {
+  if (batch_.upTo == cut_) return Status::SUCCESS;
+  const Status status = context_.replica.CutLog(batch_.upTo, Encode(context_.state));
+  if (status != Status::SUCCESS) return status;
   cut_ = batch_.upTo;
-  if (context_.replica.LogEnd() > cut_) return;
+  if (context_.replica.LogEnd() > cut_) return status;
   for (auto known = known_.begin(); known != known_.end();) {
     known = known->second.revision <= context_.state.position ? known_.erase(known) : std::next(known);
   }
+  return status;
 }
 
 void Pusher::Retry(HubResult reason) {

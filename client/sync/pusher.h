@@ -75,7 +75,7 @@ class Pusher {
   void TakePart(const std::string& key, const TransactionAnswer& answer);
   void Send();
   void TakeAnswer(const TransactionAnswer& answer);
-  void CutLog();
+  Status CutLog();
   void Retry(HubResult reason);
   void End(HubResult result);
   bool IsOnHub(const std::string& key, const Stamp& stamp) const;

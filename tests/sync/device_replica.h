@@ -22,7 +22,7 @@ class DeviceReplica : public Replica {
   virtual void MakeDurable() = 0;
   // Everything since then is lost.
   virtual void Crash() = 0;
-  // Merges fail from now on, as with a full disk, and there are no numbers.
+  // From now on merges fail, as with a full disk, the log can't be cut off, and there are no numbers.
   virtual void SetBroken(bool broken) = 0;
   // There is no room for what is to be told.
   virtual void SetSlow(bool slow) = 0;

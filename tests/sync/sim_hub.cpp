@@ -211,7 +211,7 @@ void SimLine::Ask(bool writes, std::function<Answer()> serve, Then<Answer> then)
   });
 }
 
-RangeAnswer SimLine::InTime(RangeAnswer answer) const {
+RangeAnswer SimLine::InTime(const RangeAnswer& answer) const {
   size_t bytes = 0;
   for (const HubEntry& entry : answer.entries) bytes += entry.key.size() + entry.value.size();
   return bytes > faults_.maxAnswer ? RangeAnswer() : answer;

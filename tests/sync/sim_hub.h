@@ -115,7 +115,7 @@ class SimLine : public Hub {
 
   template <typename Answer>
   void Ask(bool writes, std::function<Answer()> serve, Then<Answer> then);
-  RangeAnswer InTime(RangeAnswer answer) const;
+  RangeAnswer InTime(const RangeAnswer& answer) const;
   void Pump(const std::weak_ptr<Stream>& weak);
   void SchedulePump(const std::shared_ptr<Stream>& stream);
   void EndStream(Stream& stream, HubResult reason);

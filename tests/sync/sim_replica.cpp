@@ -65,6 +65,7 @@ Status SimReplica::Log(LogPosition after, size_t limit, std::vector<LogEntry>& e
 }
 
 Status SimReplica::CutLog(LogPosition upTo, const std::string& state) {
+  if (broken_) return Status::DB_ERROR;
   data_.state = state;
   data_.log.erase(data_.log.begin(), data_.log.upper_bound(upTo));
   return Status::SUCCESS;

@@ -95,7 +95,9 @@ class StoredReplica : public DeviceReplica {
     return replica_->Log(after, limit, entries);
   }
   LogPosition LogEnd() override { return replica_->LogEnd(); }
-  Status CutLog(LogPosition upTo, const std::string& state) override { return replica_->CutLog(upTo, state); }
+  Status CutLog(LogPosition upTo, const std::string& state) override {
+    return broken_ ? Status::DB_ERROR : replica_->CutLog(upTo, state);
+  }
   bool HasRoom() override { return !slow_; }
   Status Merge(const Group& group) override { return broken_ ? Status::DB_ERROR : replica_->Merge(group); }
   Status Forget(const std::string& device, const std::string& state) override {
