@@ -58,8 +58,9 @@ void MarkedWriter::TakeAnswer(TransactionAnswer answer) {
   if (answer.result == HubResult::kUnknown) return Probe(context_.options.firstBackoff);
   if (answer.result == HubResult::kDone) marker_ = answer.revision;
   if (answer.result == HubResult::kRefused) {
-    // An attempt that was given up may have been applied after all.
-    marker_ = answer.modified.back();
+    // An attempt that was given up may have been applied after all. One that has gone back is of another
+    // history, of which nothing has been judged yet: what is sent is refused until Reset.
+    Learn(answer.modified.back());
     answer.modified.pop_back();
   }
   End(answer);
@@ -78,7 +79,7 @@ void MarkedWriter::TakeProbe(const RangeAnswer& answer, Moment backoff) {
   TransactionAnswer verdict;
   if (!answer.entries.empty()) {
     const HubEntry& entry = answer.entries.front();
-    marker_ = entry.modified;
+    Learn(entry.modified);
     const auto marker = ParseMarker(entry.value);
     if (marker && marker->number == number_) verdict = {HubResult::kDone, entry.modified, {}};
   }

@@ -87,6 +87,7 @@ class World {
   std::vector<std::unique_ptr<Device>> devices_;
   std::map<std::string, std::vector<Op>> ops_;      // by key
   std::set<std::string> excused_;                   // keys
+  std::map<std::string, HubRecord> ended_;          // tombstones; the last of each key
   std::map<uint64_t, std::set<std::string>> open_;  // calls and the devices that they asked for
   uint64_t lastCall_ = 0;
   uint64_t lastValue_ = 0;
