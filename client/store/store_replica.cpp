@@ -21,20 +21,25 @@ struct Found {
   std::string value;
 };
 
+enum class Wanted { kAll, kHead };
+
 // SUCCESS; KEY_NOT_FOUND; DB_ERROR for what is no record, too.
-Status FindIn(const View& view, const std::string& storeId, const std::string& engineKey, Found& found) {
+Status FindIn(const View& view, const std::string& storeId, const std::string& engineKey, Found& found,
+              Wanted wanted = Wanted::kAll) {
   bool whole = true;
   const Status status = view.Get(engineKey, [&](Bytes stored) {
     const std::optional<Record> record = ParseRecord(stored);
     whole = record.has_value();
-    if (record) found = {record->version, record->device, false, std::string(record->value)};
+    if (record) found = {record->version, record->device, false, ""};
+    if (record && wanted == Wanted::kAll) found.value = record->value;
   });
   return whole ? status : DamagedRecord(storeId);
 }
 
 // `view` must not change meanwhile.
-Status FindHeld(const View& view, const std::string& storeId, const std::string& key, Found& found) {
-  Status status = FindIn(view, storeId, RecordKey(key), found);
+Status FindHeld(const View& view, const std::string& storeId, const std::string& key, Found& found,
+                Wanted wanted = Wanted::kAll) {
+  Status status = FindIn(view, storeId, RecordKey(key), found, wanted);
   if (status != Status::KEY_NOT_FOUND) return status;
   status = FindIn(view, storeId, TombstoneKey(key), found);
   found.deleted = status == Status::SUCCESS;
@@ -186,6 +191,14 @@ Status StoreReplica::Read(const std::string& key, Sync::Content& content) {
     content.deleted = found.deleted;
     content.value = std::move(found.value);
     return FindStamp(found, devices_, store, content.stamp);
+  });
+}
+
+Status StoreReplica::ReadStamp(const std::string& key, Sync::Stamp& stamp) {
+  return Call([&](const Store& store) {
+    Found found;
+    const Status status = FindHeld(*store.Committed().NewSnapshot(), store.Id(), key, found, Wanted::kHead);
+    return status == Status::SUCCESS ? FindStamp(found, devices_, store, stamp) : status;
   });
 }
 

@@ -29,6 +29,7 @@ class StoreReplica : public Sync::Replica {
   std::optional<Version> NextVersion() override;
   std::string State() override { return state_; }
   Status Read(const std::string& key, Sync::Content& content) override;
+  Status ReadStamp(const std::string& key, Sync::Stamp& stamp) override;
   Status Scan(const std::string& after, const std::string& last, size_t limit,
               std::vector<Sync::Held>& held) override;
   Status Tombstones(Version before, const std::string& after, size_t limit,

@@ -24,6 +24,7 @@ struct StoreSyncOptions {
   Moment clockError = Moment{6} * 3600 * 1000;
   Moment upkeepEvery = Moment{6} * 3600 * 1000;  // ended tombstones and abandoned parts are looked for
   Moment upkeepPause = Moment{15} * 60 * 1000;   // after a round that failed
+  size_t scanAtOnce = 1024;                      // entries of the log that are looked through in a turn
   Moment fenceEvery = 60'000;                    // whether anything was missed is looked at
   Moment stallTime = 10'000;                     // for how long what a fence found may be outstanding
   size_t maxWaiting = size_t{16} << 20;          // bytes of the hub's events that may wait to be taken

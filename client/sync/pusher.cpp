@@ -43,21 +43,30 @@ void Pusher::Push() {
   parts_.clear();
   if (Fill(batch_) != Status::SUCCESS) return Retry(HubResult::kStoreFailed);
   if (batch_.records.empty()) {
+    const bool moved = batch_.upTo > cut_;
     if (CutLog() != Status::SUCCESS) return Retry(HubResult::kStoreFailed);
+    if (moved && context_.replica.LogEnd() > cut_) return GoOn();
     if (writer_.IsAnnounced()) return;
   }
   busy_ = true;
   SendPart();
 }
 
-Status Pusher::Fill(Batch& batch) {
+// On the next turn of the thread, which is not this store's alone.
+void Pusher::GoOn() {
+  busy_ = true;
+  context_.timers.After(0, lifetime_.Guard([this] { End(HubResult::kDone); }));
+}
+
+Status Pusher::Fill(Batch& batch) const {
   std::vector<LogEntry> entries;
   Mark whole;
   batch.upTo = cut_;
   const LogPosition end = context_.replica.LogEnd();
-  for (bool fits = true; fits;) {
+  bool fits = true;
+  for (size_t left = context_.options.scanAtOnce; fits && left > 0; left -= entries.size()) {
     entries.clear();
-    Status status = context_.replica.Log(batch.upTo, kPushPage, entries);
+    Status status = context_.replica.Log(batch.upTo, std::min(left, kPushPage), entries);
     if (entries.empty()) batch.upTo = std::max(batch.upTo, end);
     if (entries.empty()) return status;
     for (auto entry = entries.begin(); status == Status::SUCCESS && fits && entry != entries.end(); ++entry) {
@@ -68,20 +77,25 @@ Status Pusher::Fill(Batch& batch) {
     if (status != Status::SUCCESS) return status;
   }
   // The first commit that has anything to push is too large: it goes in pieces.
-  if (whole.records == 0) return Status::SUCCESS;
+  const bool tooLarge = fits ? whole.upTo == 0 : whole.records == 0;
+  if (tooLarge) return Status::SUCCESS;
   batch.records.resize(whole.records);
   batch.large.resize(whole.large);
   batch.upTo = whole.upTo;
   return Status::SUCCESS;
 }
 
-Status Pusher::Add(const LogEntry& entry, Batch& batch, bool& fits) {
+Status Pusher::Add(const LogEntry& entry, Batch& batch, bool& fits) const {
   const bool twice = std::any_of(batch.records.begin(), batch.records.end(),
                                  [&entry](const Outgoing& outgoing) { return outgoing.key == entry.key; });
   if (twice || IsOnHub(entry.key, entry.stamp)) return Status::SUCCESS;
   const Revision judged = JudgedUpTo(entry.key);
+  Stamp stamp;
   HubRecord record;
-  const Status status = context_.replica.Read(entry.key, record.content);
+  // Of what was overtaken the value is not needed.
+  Status status = context_.replica.ReadStamp(entry.key, stamp);
+  if (status == Status::SUCCESS && stamp != entry.stamp) return status;
+  if (status == Status::SUCCESS) status = context_.replica.Read(entry.key, record.content);
   if (status == Status::KEY_NOT_FOUND) return Status::SUCCESS;
   if (status != Status::SUCCESS || record.content.stamp != entry.stamp) return status;
   const std::string& value = record.content.value;

@@ -69,8 +69,9 @@ class Pusher {
     LogPosition upTo = 0;
   };
 
-  Status Fill(Batch& batch);
-  Status Add(const LogEntry& entry, Batch& batch, bool& fits);
+  Status Fill(Batch& batch) const;
+  void GoOn();
+  Status Add(const LogEntry& entry, Batch& batch, bool& fits) const;
   void SendPart();
   void TakePart(const std::string& key, const TransactionAnswer& answer);
   void Send();

@@ -35,6 +35,13 @@ Status SimReplica::Read(const std::string& key, Content& content) {
   return Status::SUCCESS;
 }
 
+Status SimReplica::ReadStamp(const std::string& key, Stamp& stamp) {
+  const auto found = data_.records.find(key);
+  if (found == data_.records.end()) return Status::KEY_NOT_FOUND;
+  stamp = found->second.stamp;
+  return Status::SUCCESS;
+}
+
 Status SimReplica::Scan(const std::string& after, const std::string& last, size_t limit,
                         std::vector<Held>& held) {
   for (auto record = data_.records.upper_bound(after); record != data_.records.end() && held.size() < limit;

@@ -83,6 +83,7 @@ class StoredReplica : public DeviceReplica {
   }
   std::string State() override { return replica_->State(); }
   Status Read(const std::string& key, Content& content) override { return replica_->Read(key, content); }
+  Status ReadStamp(const std::string& key, Stamp& stamp) override { return replica_->ReadStamp(key, stamp); }
   Status Scan(const std::string& after, const std::string& last, size_t limit,
               std::vector<Held>& held) override {
     return replica_->Scan(after, last, limit, held);

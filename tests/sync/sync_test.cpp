@@ -121,14 +121,16 @@ class SyncTest : public testing::Test {
 
   void Run(Moment milliseconds) {
     const Moment end = schedule_.Now() + milliseconds;
-    while (schedule_.Now() < end) {
-      Moment next = std::min(end, schedule_.Next());
-      for (const auto& device : devices_) next = std::min(next, device->timers.Next().value_or(end));
-      if (presenceTimers_.Next()) next = std::min(next, *presenceTimers_.Next());
-      schedule_.Step(std::max(next, schedule_.Now()));
-      for (const auto& device : devices_) device->timers.Advance(schedule_.Now());
-      presenceTimers_.Advance(schedule_.Now());
-    }
+    while (schedule_.Now() < end) Turn(end);
+  }
+
+  void Turn(Moment end) {
+    Moment next = std::min(end, schedule_.Next());
+    for (const auto& device : devices_) next = std::min(next, device->timers.Next().value_or(end));
+    if (presenceTimers_.Next()) next = std::min(next, *presenceTimers_.Next());
+    schedule_.Step(std::max(next, schedule_.Now()));
+    for (const auto& device : devices_) device->timers.Advance(schedule_.Now());
+    presenceTimers_.Advance(schedule_.Now());
   }
 
   size_t CountParts() {
@@ -251,6 +253,28 @@ TEST_F(SyncTest, DeliveriesKeepNobodyWaitingAndWaitForRoom) {
     before = two.replica.Records().size();
   }
   EXPECT_EQ(two.Get("last"), "v");
+}
+
+TEST_F(SyncTest, WhatWasOvertakenIsPassedOverInSlices) {
+  Device& one = Add("one");
+  Device& two = Add("two");
+  one.line.SetUp(false);
+  for (int i = 0; i < 20'000; ++i) one.Write({{"key", std::to_string(i)}});
+  one.line.SetUp(true);
+  const auto logged = [&one] {
+    std::vector<LogEntry> entries;
+    EXPECT_EQ(one.replica.Log(0, SIZE_MAX, entries), Status::SUCCESS);
+    return entries.size();
+  };
+  const Moment end = schedule_.Now() + 20'000;
+  for (size_t before = logged(); schedule_.Now() < end && before > 0;) {
+    Turn(end);
+    const size_t left = logged();
+    ASSERT_LE(before - left, 1024U);
+    before = left;
+  }
+  Run(1000);
+  EXPECT_EQ(two.Get("key"), "19999");
 }
 
 TEST_F(SyncTest, ACommitLargerThanATransactionArrivesWhole) {

@@ -91,6 +91,7 @@ World::Process::Process(World& owner, Device& device)
         options.clockError = kClockError;
         options.upkeepEvery = 2 * kHour;
         if (owner.mishaps_.littleRoom) options.maxWaiting = 1000;
+        if (owner.mishaps_.littleRoom) options.scanAtOnce = 8;
         options.fenceEvery = owner.mishaps_.longAbsences ? kHour / 2 : kMinute;
         return options;
       }()) {
