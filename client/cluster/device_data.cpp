@@ -16,6 +16,8 @@ Status RemoveDeviceData(Store& store, const std::string& device) {
   if (const Status status = FindLocalDevice(self); status != Status::SUCCESS) return status;
   if (device == self.deviceId) return store.RemoveDeviceData(device);
   if (!store.HasJoined()) return store.RemoveDeviceData(device);
+  // Here, since the service's thread must not wait: it is that of all stores.
+  store.Observers().AwaitRoom(Origin::kLocal);
   if (Service* service = Service::Running()) return service->RemoveDeviceData(store, device);
   return ForgetDevice(store.shared_from_this(), self.deviceId, device);
 }

@@ -334,7 +334,6 @@ Status StoreReplica::Merge(const Sync::Group& group) {
 Status StoreReplica::Forget(const std::string& device, const std::string& state) {
   return Call([&](Store& store) {
     const auto isMeant = [number = devices_.Find(device)](uint32_t writer) { return writer == number; };
-    store.Observers().AwaitRoom(Origin::kLocal);
     const Status status = store.WriteBeneath([&](StoreWriter& writer) {
       const bool heard = store.Observers().HasListeners(Origin::kLocal);
       return writer.Forget(
