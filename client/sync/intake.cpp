@@ -38,9 +38,17 @@ Status PendingKeys::Follow() {
   return Refresh();
 }
 
+void PendingKeys::Trim() {
+  if (logged_.empty()) return;
+  std::vector<LogEntry> first;
+  const Status status = replica_->Log(0, 1, first);
+  if (status == Status::SUCCESS && first.empty()) *this = PendingKeys(*replica_);
+}
+
 void Intake::Take(std::vector<HubEvent> events, Group group, SyncState next, const Markers* markers,
                   Finished finished) {
   lifetime_.Renew();
+  pending_.Trim();
   delivery_ = {std::move(group), std::move(next), markers, std::move(finished), {}, {}, 0, 0};
   // Markers first: they decide on whose records are taken.
   for (const HubEvent& event : events) {

@@ -25,6 +25,8 @@ class PendingKeys {
   Status Refresh();
   // The same, and forgets what the log has been cut off by since.
   Status Follow();
+  // Lets go of the keys of a log that has been cut off as a whole.
+  void Trim();
   // Whether this write of the key is among them. One that came from the hub later is not.
   bool Has(const std::string& key, const Stamp& stamp) const {
     const auto found = logged_.find(key);

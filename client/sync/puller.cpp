@@ -50,6 +50,7 @@ void Puller::Compare() {
   comparison_ = std::make_unique<Comparison>(context_, intake_);
   comparison_->Start(session_.Guard([this](HubResult result) {
     if (result != HubResult::kDone) return Lose(result);
+    comparison_.reset();
     owner_.OnRestart();
     StartWatch();
   }));

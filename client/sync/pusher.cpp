@@ -8,6 +8,8 @@ namespace KORA::DistributedKv::Client::Sync {
 namespace {
 
 constexpr size_t kPushPage = 256;
+// What is known beyond this saves nothing but a write of what the hub has already.
+constexpr size_t kMaxKnown = 10'000;
 // The marker takes one condition and one operation.
 constexpr size_t kRoom = kMaxOperations - 1;
 constexpr size_t kRecordOverhead = 128;  // bytes; a hub's framing, the key in condition and operation apart
@@ -24,7 +26,13 @@ void Pusher::Reset() {
 }
 
 void Pusher::OnSeen(const std::string& key, const Stamp& stamp) {
-  if (context_.replica.LogEnd() > cut_) known_[key].stamp = stamp;
+  if (context_.replica.LogEnd() <= cut_) return;
+  const auto known = known_.find(key);
+  if (known != known_.end()) {
+    known->second.stamp = stamp;
+  } else if (known_.size() < kMaxKnown) {
+    known_[key].stamp = stamp;
+  }
 }
 
 bool Pusher::IsOnHub(const std::string& key, const Stamp& stamp) const {
