@@ -37,6 +37,7 @@ void Comparison::TakeMarkers(RangeAnswer answer, Version acknowledged) {
   if (answer.result != HubResult::kDone) return End(answer.result);
   const std::optional<Version> now = context_.replica.NextVersion();
   if (!now) return End(HubResult::kStoreFailed);
+  begun_ = *now;
   revision_ = answer.revision;
   markers_ = ToMarkers(context_.keys, std::move(answer.entries));
   const Version number = NumberOf(markers_, context_.options.device);
@@ -143,6 +144,8 @@ void Comparison::Complete() {
   next.position = revision_;
   // Not before: a comparison that is broken off must not forget what the hub has lost.
   if (!sameHistory_) context_.state.acknowledged = NumberOf(markers_, context_.options.device);
+  // What was lacking on the hub then waits to be pushed now.
+  next.inStep = begun_;
   next.admission = Describe(context_.options.rules);
   Group group;
   for (const auto& [device, entry] : markers_) {

@@ -56,6 +56,7 @@ class Comparison {
   bool sameHistory_ = false;
   bool pushBack_ = false;  // what the hub lacks was lost
   Revision revision_ = 0;  // at which the hub is read
+  Version begun_ = 0;      // when that was, by the replica's clock
   Markers markers_;
   size_t limit_ = kMaxPage;        // of entries on a page
   int attempts_ = 0;               // at the next page
