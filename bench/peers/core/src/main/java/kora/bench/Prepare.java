@@ -1,10 +1,16 @@
 package kora.bench;
 
+import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.util.List;
+import java.util.stream.Collectors;
+import java.util.stream.Stream;
 
 /** Fills a store with records, once, in a process that does nothing else. */
 public final class Prepare {
+  private static final long REST_MILLISECONDS = 3000;
+
   private Prepare() {}
 
   /** The arguments: the store, the number of entries, the size of a value. */
@@ -20,8 +26,24 @@ public final class Prepare {
     Files.createDirectories(unfinished);
     try (Store store = Driver.of(arguments[0]).open(unfinished, Driver.Durability.PROCESS)) {
       fill(store, entries, valueSize);
+      settle(unfinished);
     }
     Files.move(unfinished, folder);
+  }
+
+  /** Waits until the store has done in the background what the records have left it to do: its files rest. */
+  private static void settle(Path folder) throws Exception {
+    List<String> before = List.of();
+    for (List<String> now = files(folder); !now.equals(before); now = files(folder)) {
+      before = now;
+      Thread.sleep(REST_MILLISECONDS);
+    }
+  }
+
+  private static List<String> files(Path folder) throws IOException {
+    try (Stream<Path> tree = Files.walk(folder)) {
+      return tree.map(path -> path + " " + path.toFile().length()).sorted().collect(Collectors.toList());
+    }
   }
 
   private static void fill(Store store, int entries, int valueSize) throws Exception {
