@@ -28,11 +28,17 @@ Status PendingKeys::Refresh() {
   }
 }
 
-Status PendingKeys::Follow() {
+// 0: the log is empty.
+Status PendingKeys::FindBegin(LogPosition& begin) const {
   std::vector<LogEntry> first;
   const Status status = replica_->Log(0, 1, first);
-  if (status != Status::SUCCESS) return status;
-  const LogPosition begin = first.empty() ? 0 : first.front().position;
+  begin = first.empty() ? 0 : first.front().position;
+  return status;
+}
+
+Status PendingKeys::Follow() {
+  LogPosition begin = 0;
+  if (const Status status = FindBegin(begin); status != Status::SUCCESS) return status;
   if (begin != begin_) *this = PendingKeys(*replica_);
   begin_ = begin;
   return Refresh();
@@ -40,9 +46,8 @@ Status PendingKeys::Follow() {
 
 void PendingKeys::Trim() {
   if (logged_.empty()) return;
-  std::vector<LogEntry> first;
-  const Status status = replica_->Log(0, 1, first);
-  if (status == Status::SUCCESS && first.empty()) *this = PendingKeys(*replica_);
+  LogPosition begin = 0;
+  if (FindBegin(begin) == Status::SUCCESS && begin == 0) *this = PendingKeys(*replica_);
 }
 
 void Intake::Take(std::vector<HubEvent> events, Group group, SyncState next, const Markers* markers,

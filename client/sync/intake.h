@@ -34,6 +34,8 @@ class PendingKeys {
   }
 
  private:
+  Status FindBegin(LogPosition& begin) const;
+
   Replica* replica_;
   LogPosition begin_ = 0;  // of the log, for Follow
   LogPosition read_ = 0;

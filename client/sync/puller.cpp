@@ -4,6 +4,8 @@
 #include <iterator>
 #include <utility>
 
+#include "common/take_if.h"
+
 namespace KORA::DistributedKv::Client::Sync {
 
 namespace {
@@ -117,11 +119,9 @@ void Puller::SetGoal(RangeAnswer answer, Version acknowledged, std::function<voi
 void Puller::ReachGoals() {
   if (taking_) return;
   SyncState& state = context_.state;
-  const auto first = std::stable_partition(
-      goals_.begin(), goals_.end(), [&state](const Goal& goal) { return goal.revision > state.position; });
-  const std::vector<Goal> reached(std::make_move_iterator(first), std::make_move_iterator(goals_.end()));
+  const std::vector<Goal> reached =
+      TakeIf(goals_, [&state](const Goal& goal) { return goal.revision <= state.position; });
   if (reached.empty()) return;
-  goals_.erase(first, goals_.end());
   for (const Goal& goal : reached) state.position = std::max(state.position, goal.seen);
   if (const std::optional<Version> now = context_.replica.NextVersion()) state.inStep = *now;
   Persist();

@@ -62,16 +62,17 @@ public final class Relays<L, R extends Relay<L>> {
 
   /** Again if the service dies meanwhile: native code may have dropped the relay with it, or taken it afterwards. */
   private void register(R relay, Consumer<R> register, Consumer<R> unregister) {
-    relay.begin();
-    register.accept(relay);
-    while (relay.hasEnded()) {
+    for (;;) {
+      relay.begin();
+      register.accept(relay);
+      if (!relay.hasEnded()) {
+        return;
+      }
       try {
         unregister.accept(relay);
       } catch (KvStoreException dropped) {
         // So there is nothing to take back.
       }
-      relay.begin();
-      register.accept(relay);
     }
   }
 
