@@ -21,25 +21,24 @@ struct Found {
   std::string value;
 };
 
-enum class Wanted { kAll, kHead };
-
-// SUCCESS; KEY_NOT_FOUND; DB_ERROR for what is no record, too.
+// SUCCESS; KEY_NOT_FOUND; DB_ERROR for what is no record, too. With `only`, the value of another version is
+// left out.
 Status FindIn(const View& view, const std::string& storeId, const std::string& engineKey, Found& found,
-              Wanted wanted = Wanted::kAll) {
+              std::optional<Version> only = std::nullopt) {
   bool whole = true;
   const Status status = view.Get(engineKey, [&](Bytes stored) {
     const std::optional<Record> record = ParseRecord(stored);
     whole = record.has_value();
     if (record) found = {record->version, record->device, false, ""};
-    if (record && wanted == Wanted::kAll) found.value = record->value;
+    if (record && record->version == only.value_or(record->version)) found.value = record->value;
   });
   return whole ? status : DamagedRecord(storeId);
 }
 
 // `view` must not change meanwhile.
 Status FindHeld(const View& view, const std::string& storeId, const std::string& key, Found& found,
-                Wanted wanted = Wanted::kAll) {
-  Status status = FindIn(view, storeId, RecordKey(key), found, wanted);
+                std::optional<Version> only = std::nullopt) {
+  Status status = FindIn(view, storeId, RecordKey(key), found, only);
   if (status != Status::KEY_NOT_FOUND) return status;
   status = FindIn(view, storeId, TombstoneKey(key), found);
   found.deleted = status == Status::SUCCESS;
@@ -184,21 +183,22 @@ Status StoreReplica::Damaged() const {
 }
 
 Status StoreReplica::Read(const std::string& key, Sync::Content& content) {
+  return ReadVersion(key, std::nullopt, content);
+}
+
+Status StoreReplica::ReadIf(const std::string& key, const Sync::Stamp& stamp, Sync::Content& content) {
+  return ReadVersion(key, stamp.version, content);
+}
+
+Status StoreReplica::ReadVersion(const std::string& key, std::optional<Version> only,
+                                 Sync::Content& content) {
   return Call([&](const Store& store) {
     Found found;
-    const Status status = FindHeld(*store.Committed().NewSnapshot(), store.Id(), key, found);
+    const Status status = FindHeld(*store.Committed().NewSnapshot(), store.Id(), key, found, only);
     if (status != Status::SUCCESS) return status;
     content.deleted = found.deleted;
     content.value = std::move(found.value);
     return FindStamp(found, devices_, store, content.stamp);
-  });
-}
-
-Status StoreReplica::ReadStamp(const std::string& key, Sync::Stamp& stamp) {
-  return Call([&](const Store& store) {
-    Found found;
-    const Status status = FindHeld(*store.Committed().NewSnapshot(), store.Id(), key, found, Wanted::kHead);
-    return status == Status::SUCCESS ? FindStamp(found, devices_, store, stamp) : status;
   });
 }
 

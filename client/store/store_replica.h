@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,7 +30,7 @@ class StoreReplica : public Sync::Replica {
   std::optional<Version> NextVersion() override;
   std::string State() override { return state_; }
   Status Read(const std::string& key, Sync::Content& content) override;
-  Status ReadStamp(const std::string& key, Sync::Stamp& stamp) override;
+  Status ReadIf(const std::string& key, const Sync::Stamp& stamp, Sync::Content& content) override;
   Status Scan(const std::string& after, const std::string& last, size_t limit,
               std::vector<Sync::Held>& held) override;
   Status Tombstones(Version before, const std::string& after, size_t limit,
@@ -49,6 +50,7 @@ class StoreReplica : public Sync::Replica {
   template <typename Use>
   Status Call(Use use) const noexcept;
   Status Load(const Store& store);
+  Status ReadVersion(const std::string& key, std::optional<Version> only, Sync::Content& content);
   Status AddHeld(const Cursor& cursor, bool deleted, std::vector<Sync::Held>& held) const;
   Status Sweep(Store& store, Sync::LogPosition upTo, const std::function<void(Batch&)>& fill);
   Status DropAll(const View& view, Bytes space, const DeletedRecords::Filter& isMeant, Batch& batch) const;

@@ -98,12 +98,8 @@ Status Pusher::Add(const LogEntry& entry, Batch& batch, bool& fits) const {
                                  [&entry](const Outgoing& outgoing) { return outgoing.key == entry.key; });
   if (twice || IsOnHub(entry.key, entry.stamp)) return Status::SUCCESS;
   const Revision judged = JudgedUpTo(entry.key);
-  Stamp stamp;
   HubRecord record;
-  // Of what was overtaken the value is not needed.
-  Status status = context_.replica.ReadStamp(entry.key, stamp);
-  if (status == Status::SUCCESS && stamp != entry.stamp) return status;
-  if (status == Status::SUCCESS) status = context_.replica.Read(entry.key, record.content);
+  const Status status = context_.replica.ReadIf(entry.key, entry.stamp, record.content);
   if (status == Status::KEY_NOT_FOUND) return Status::SUCCESS;
   if (status != Status::SUCCESS || record.content.stamp != entry.stamp) return status;
   const std::string& value = record.content.value;

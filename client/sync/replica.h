@@ -75,8 +75,8 @@ class Replica {
 
   // KEY_NOT_FOUND: not even a tombstone.
   virtual Status Read(const std::string& key, Content& content) = 0;
-  // The same, without the value.
-  virtual Status ReadStamp(const std::string& key, Stamp& stamp) = 0;
+  // The same, but what has another stamp by now may come without its value.
+  virtual Status ReadIf(const std::string& key, const Stamp& stamp, Content& content) = 0;
   // Records and tombstones whose keys are above `after` and not above `last`, in the order of their keys; an
   // empty `last` sets no bound.
   virtual Status Scan(const std::string& after, const std::string& last, size_t limit,

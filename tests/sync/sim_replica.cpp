@@ -35,11 +35,10 @@ Status SimReplica::Read(const std::string& key, Content& content) {
   return Status::SUCCESS;
 }
 
-Status SimReplica::ReadStamp(const std::string& key, Stamp& stamp) {
-  const auto found = data_.records.find(key);
-  if (found == data_.records.end()) return Status::KEY_NOT_FOUND;
-  stamp = found->second.stamp;
-  return Status::SUCCESS;
+Status SimReplica::ReadIf(const std::string& key, const Stamp& stamp, Content& content) {
+  const Status status = Read(key, content);
+  if (status == Status::SUCCESS && content.stamp != stamp) content.value.clear();
+  return status;
 }
 
 Status SimReplica::Scan(const std::string& after, const std::string& last, size_t limit,

@@ -26,7 +26,7 @@ class SimReplica : public DeviceReplica {
   std::optional<Version> NextVersion() override;
   std::string State() override { return data_.state; }
   Status Read(const std::string& key, Content& content) override;
-  Status ReadStamp(const std::string& key, Stamp& stamp) override;
+  Status ReadIf(const std::string& key, const Stamp& stamp, Content& content) override;
   Status Scan(const std::string& after, const std::string& last, size_t limit,
               std::vector<Held>& held) override;
   Status Tombstones(Version before, const std::string& after, size_t limit, std::vector<Held>& held) override;

@@ -83,7 +83,9 @@ class StoredReplica : public DeviceReplica {
   }
   std::string State() override { return replica_->State(); }
   Status Read(const std::string& key, Content& content) override { return replica_->Read(key, content); }
-  Status ReadStamp(const std::string& key, Stamp& stamp) override { return replica_->ReadStamp(key, stamp); }
+  Status ReadIf(const std::string& key, const Stamp& stamp, Content& content) override {
+    return replica_->ReadIf(key, stamp, content);
+  }
   Status Scan(const std::string& after, const std::string& last, size_t limit,
               std::vector<Held>& held) override {
     return replica_->Scan(after, last, limit, held);
