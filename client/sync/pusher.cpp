@@ -128,7 +128,7 @@ void Pusher::SendPart() {
   if (batch_.large.empty()) return Send();
   const Large& large = batch_.large.back();
   Content content;
-  const Status status = context_.replica.Read(large.key, content);
+  const Status status = context_.replica.ReadIf(large.key, large.stamp, content);
   // Changed meanwhile: the log leads to the newer one.
   if (status != Status::SUCCESS || content.stamp != large.stamp) return Retry(HubResult::kUnavailable);
   const std::string key = context_.keys.Part(large.key, large.stamp, large.sent);
